@@ -1,0 +1,36 @@
+#include "base/number_text.h"
+
+#include <charconv>
+#include <limits>
+
+namespace Veltro::Internal {
+namespace {
+
+std::u16string Widen(const char* begin, const char* end) { return {begin, end}; }
+
+}  // namespace
+
+std::u16string DecimalText(std::int64_t value) {
+  char digits[std::numeric_limits<std::int64_t>::digits10 + 2];
+  return Widen(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
+}
+
+std::u16string FixedText(double value, int decimals) {
+  // The longest text is that of the largest double: its digits, a sign, a point, the decimals.
+  std::string text(
+      static_cast<std::size_t>(std::numeric_limits<double>::max_exponent10 + 3 + decimals), '\0');
+  char* const begin = text.data();
+  const auto result =
+      std::to_chars(begin, begin + text.size(), value, std::chars_format::fixed, decimals);
+  return Widen(begin, result.ptr);
+}
+
+std::int32_t TruncateToInt32(double value) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  if (value != value) return 0;
+  if (value >= Limits::max()) return Limits::max();
+  if (value <= Limits::min()) return Limits::min();
+  return static_cast<std::int32_t>(value);
+}
+
+}  // namespace Veltro::Internal
