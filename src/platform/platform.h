@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/clock.h"
+#include "platform/debug_output.h"
+#include "platform/device_facts.h"
+#include "platform/http_transport.h"
+#include "platform/local_folder.h"
+#include "platform/package.h"
+#include "platform/random_source.h"
+#include "platform/settings_map.h"
+
+namespace Veltro::Internal {
+
+/// Everything the library asks of the system it runs on: one of each.
+struct Platform {
+  std::unique_ptr<Clock> clock;
+  std::unique_ptr<DebugOutput> debugOutput;
+  std::unique_ptr<DeviceFacts> deviceFacts;
+  std::unique_ptr<HttpTransport> httpTransport;
+  std::unique_ptr<LocalFolder> localFolder;
+  std::unique_ptr<Package> package;
+  std::unique_ptr<RandomSource> randomSource;
+  std::unique_ptr<SettingsMap> settings;
+};
+
+}  // namespace Veltro::Internal
