@@ -1,0 +1,120 @@
+#include "core/request_handler.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "core/log.h"
+#include "platform/platform_error.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr std::int32_t kRequestTimeoutStatus = 408;
+
+std::int32_t ReadStatus(HttpResult& result) { return result.status; }
+
+std::string ReadBody(HttpResult& result) {
+  if (!result.bodyIsWhole) throw PlatformError("the answer is too long");
+  if (result.status < 200 || result.status > 299) {
+    throw PlatformError("the server answered with status " + std::to_string(result.status));
+  }
+  return std::move(result.body);
+}
+
+/// The result of a request that ended; throws what its caller is to see.
+template <class T>
+T ReadResult(HttpResult& result, T (*read)(HttpResult&), const T& onTimeOut) {
+  if (result.outcome == HttpResult::Outcome::Cancelled) {
+    LogDebug("Request Handler - Request timed out");
+    return onTimeOut;
+  }
+  if (result.outcome == HttpResult::Outcome::Failed) {
+    LogDebug("Request Handler - Error processing request (%s)", RequestErrorText(result.error));
+    throw PlatformError(result.error, std::string(RequestErrorText(result.error)));
+  }
+  try {
+    return read(result);
+  } catch (const PlatformError& error) {
+    LogDebug("Request Handler - Error processing request (%s)", error.what());
+    throw;
+  }
+}
+
+}  // namespace
+
+RequestHandler::RequestHandler(HttpTransport& transport, std::string uri,
+                               std::chrono::milliseconds timeout)
+    : transport_(transport), request_{std::move(uri), {}, timeout} {}
+
+void RequestHandler::AddHeader(std::string_view name, std::string_view value) {
+  auto& headers = request_.headers;
+  const auto same = std::find_if(headers.begin(), headers.end(),
+                                 [&](const HttpHeader& header) { return header.name == name; });
+  if (same != headers.end()) {
+    same->value = value;
+  } else {
+    headers.push_back({std::string(name), std::string(value)});
+  }
+}
+
+std::future<std::int32_t> RequestHandler::GetStatusAsync() {
+  return Start<std::int32_t>(ReadStatus, kRequestTimeoutStatus);
+}
+
+std::future<std::string> RequestHandler::GetStringAsync() {
+  return Start<std::string>(ReadBody, "");
+}
+
+void RequestHandler::Cancel() { transport_.Cancel(id_); }
+
+template <class T>
+std::future<T> RequestHandler::Start(T (*read)(HttpResult&), T onTimeOut) {
+  const auto promise = std::make_shared<std::promise<T>>();
+  id_ = transport_.Get(std::move(request_), [promise, read, onTimeOut](HttpResult result) {
+    try {
+      promise->set_value(ReadResult(result, read, onTimeOut));
+    } catch (...) {
+      promise->set_exception(std::current_exception());
+    }
+  });
+  return promise->get_future();
+}
+
+std::string_view RequestErrorText(std::uint32_t hresult) {
+  switch (hresult) {
+    case 0x80070002:
+      return "The system cannot find the file specified.";
+    // The bare code, not its HRESULT form 0x8007007B: that one is unknown.
+    case kHttpBadUrl:
+      return "The syntax used in the uri parameter is incorrect.";
+    case 0x8000000E:
+      return "A method was called at an unexpected time.";
+    case 0x80000013:
+      return "The object has been closed.";
+    case 0x80070057:
+      return "The uri parameter was a null reference.";
+    case kHttpNameNotResolved:
+      return "The server name or address specified in the uri parameter could not be resolved.";
+    case kHttpCannotConnect:
+      return "A connection with the server specified in the uri parameter could not be "
+             "established.";
+    case kHttpConnectionClosed:
+      return "The connection with the server was terminated abnormally.";
+    case kHttpConnectionReset:
+      return "The connection with the server was reset.";
+    case 0x800C0005:
+      return "The system cannot locate the resource specified in the uri parameter.";
+    case kHttpRedirectFailed:
+    case 0x800C0014:
+      return "A redirection problem occurred.";
+    case 0x80072EEE:
+      return "An incorrect password was presented to the server.";
+    case kHttpTlsFailed:
+      return "There was a problem connecting to the server.";
+    default:
+      return "Unknown COMException";
+  }
+}
+
+}  // namespace Veltro::Internal

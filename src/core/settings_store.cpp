@@ -1,0 +1,66 @@
+#include "core/settings_store.h"
+
+#include <utility>
+
+#include "base/number_text.h"
+#include "base/utf.h"
+#include "platform/platform_error.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr std::u16string_view kVisitorIdKey = u"NURI_Tallymark_StoredDefaults_VisitorID";
+
+template <class T>
+std::optional<T> Unbox(SettingsMap& settings, std::u16string_view key) {
+  const std::optional<SettingValue> value = settings.Lookup(key);
+  if (!value) return std::nullopt;
+  if (const T* held = std::get_if<T>(&*value)) return *held;
+  throw PlatformError("the setting " + ToUtf8(key) + " has another kind of value");
+}
+
+std::u16string TextForm(const SettingValue& value) {
+  if (const auto* text = std::get_if<std::u16string>(&value)) return *text;
+  if (const auto* number = std::get_if<std::int32_t>(&value)) return DecimalText(*number);
+  return std::get<bool>(value) ? u"true" : u"false";
+}
+
+}  // namespace
+
+std::u16string SettingsStore::ReadString(std::u16string_view key) {
+  const std::optional<SettingValue> value = settings_.Lookup(key);
+  return value ? TextForm(*value) : std::u16string();
+}
+
+std::optional<std::int32_t> SettingsStore::ReadInt32(std::u16string_view key) {
+  return Unbox<std::int32_t>(settings_, key);
+}
+
+std::optional<bool> SettingsStore::ReadBoolean(std::u16string_view key) {
+  return Unbox<bool>(settings_, key);
+}
+
+void SettingsStore::Write(std::u16string_view key, SettingValue value) {
+  settings_.Insert(key, std::move(value));
+}
+
+std::u16string SettingsStore::GetStoredVisitorId() {
+  if (std::optional<std::u16string> loaded = LoadedVisitorId()) return *std::move(loaded);
+  std::u16string stored = ReadString(kVisitorIdKey);
+  const std::lock_guard lock(mutex_);
+  if (!visitorId_) visitorId_ = std::move(stored);
+  return *visitorId_;
+}
+
+std::optional<std::u16string> SettingsStore::LoadedVisitorId() {
+  const std::lock_guard lock(mutex_);
+  return visitorId_;
+}
+
+void SettingsStore::SetStoredVisitorId(std::u16string_view identifier) {
+  Write(kVisitorIdKey, std::u16string(identifier));
+  const std::lock_guard lock(mutex_);
+  visitorId_ = identifier;
+}
+
+}  // namespace Veltro::Internal

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace Veltro::Internal {
+
+/// A serial queue: items run one at a time, in the order they were posted, on a thread of the
+/// queue's own that starts with the first item. Any thread may post.
+class WorkQueue {
+ public:
+  using Item = std::function<void()>;
+
+  /// What to do whenever the queue has run dry. Returns how long to wait before it is asked again
+  /// if no item comes meanwhile; zero to be left alone until the next item has run. Must not throw.
+  using IdleTask = std::function<std::chrono::milliseconds()>;
+
+  explicit WorkQueue(IdleTask idleTask = nullptr) : idleTask_(std::move(idleTask)) {}
+
+  /// Runs every posted item, then ends the thread.
+  ~WorkQueue();
+
+  WorkQueue(const WorkQueue&) = delete;
+  WorkQueue& operator=(const WorkQueue&) = delete;
+
+  /// Adds `item` at the end and returns at once. What an item throws is logged and forgotten. When
+  /// the system refuses a thread, the item waits for the next post to try again.
+  void Post(Item item);
+
+  /// Whether every item posted before the call has run within `timeout`. False at once when called
+  /// by an item of this queue.
+  bool WaitUntilDone(std::chrono::milliseconds timeout);
+
+ private:
+  bool RunsOnThisThread();
+  void StartThread();  // with `mutex_` held
+  void Run();
+  void RunIdle(std::unique_lock<std::mutex>& lock);
+
+  const IdleTask idleTask_;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::vector<Item> pending_;
+  bool waiting_ = false;  // the thread waits for `wake_`
+  bool stopping_ = false;
+  std::thread thread_;
+};
+
+}  // namespace Veltro::Internal

@@ -1,0 +1,75 @@
+#include "core/request_handler.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/fake_http_transport.h"
+#include "platform/platform_error.h"
+#include "support/log_capture.h"
+
+namespace Veltro::Internal {
+namespace {
+
+class RequestHandlerTest : public testing::Test {
+ protected:
+  Testing::LogCapture output_;
+  Testing::FakeHttpTransport transport_;
+  RequestHandler request_{transport_, "http://c.example/", std::chrono::seconds(5)};
+};
+
+TEST_F(RequestHandlerTest, TakesEveryStatusAsAResult) {
+  transport_.ScriptAnswer(404);
+  EXPECT_EQ(request_.GetStatusAsync().get(), 404);
+  EXPECT_TRUE(output_.Lines().empty());
+}
+
+TEST_F(RequestHandlerTest, TurnsATimeOutInto408OrTheEmptyBody) {
+  transport_.ScriptTimeout();
+  EXPECT_EQ(request_.GetStatusAsync().get(), 408);
+  transport_.ScriptTimeout();
+  EXPECT_EQ(request_.GetStringAsync().get(), "");
+  EXPECT_EQ(output_.Count("Veltro Debug: Request Handler - Request timed out\n"), 2);
+}
+
+TEST_F(RequestHandlerTest, LogsAFailureWithItsTextAndRaisesItAgain) {
+  const std::pair<std::uint32_t, const char*> rows[] = {
+      {0x80072EE7,
+       "The server name or address specified in the uri parameter could not be resolved."},
+      {0x0000007B, "The syntax used in the uri parameter is incorrect."},
+      {0x8007007B, "Unknown COMException"},
+      {0x800C0014, "A redirection problem occurred."},
+  };
+  for (const auto& [hresult, text] : rows) {
+    output_.Clear();
+    transport_.ScriptFailure(hresult);
+    try {
+      request_.GetStatusAsync().get();
+      ADD_FAILURE() << text;
+    } catch (const PlatformError& error) {
+      EXPECT_EQ(error.HResult(), hresult);
+    }
+    const std::string line = "Request Handler - Error processing request (" + std::string(text);
+    EXPECT_TRUE(output_.Contains(line)) << line;
+  }
+}
+
+TEST_F(RequestHandlerTest, RefusesABodyThatIsCutOff) {
+  transport_.SetResponder([](const HttpRequest&) {
+    HttpResult result;
+    result.outcome = HttpResult::Outcome::Answered;
+    result.status = 200;
+    result.bodyIsWhole = false;
+    return result;
+  });
+  EXPECT_THROW(request_.GetStringAsync().get(), PlatformError);
+}
+
+TEST_F(RequestHandlerTest, LetsALaterHeaderReplaceAnEarlierOne) {
+  request_.AddHeader("User-Agent", "one");
+  request_.AddHeader("User-Agent", "two");
+  request_.GetStatusAsync().get();
+  ASSERT_EQ(transport_.Requests()[0].headers.size(), 1U);
+  EXPECT_EQ(transport_.Requests()[0].headers[0].value, "two");
+}
+
+}  // namespace
+}  // namespace Veltro::Internal

@@ -1,0 +1,86 @@
+#include "core/work_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+
+#include "core/log.h"
+#include "fakes/recording_debug_output.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr std::chrono::seconds kLong{10};
+
+TEST(WorkQueue, RunsItemsInOrderFromManyThreadsAndFinishesThemAtTheEnd) {
+  constexpr int kThreads = 4;
+  constexpr int kItems = 500;
+  std::vector<int> last(kThreads, -1);  // touched by the queue's thread only
+  bool inOrder = true;
+  {
+    WorkQueue queue;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        for (int i = 0; i < kItems; ++i) {
+          queue.Post([&, t, i] {
+            auto& before = last[static_cast<std::size_t>(t)];
+            inOrder = inOrder && before == i - 1;
+            before = i;
+          });
+        }
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+  EXPECT_TRUE(inOrder);
+  EXPECT_EQ(last, std::vector<int>(kThreads, kItems - 1));
+}
+
+TEST(WorkQueue, GoesOnAfterAnItemThatThrows) {
+  Testing::RecordingDebugOutput output;
+  SetDebugOutput(&output);
+  {
+    WorkQueue queue;
+    queue.Post([] { throw std::runtime_error("broken item"); });
+    std::promise<void> next;
+    queue.Post([&] { next.set_value(); });
+    EXPECT_EQ(next.get_future().wait_for(kLong), std::future_status::ready);
+  }
+  SetDebugOutput(nullptr);
+  EXPECT_TRUE(output.Contains("broken item"));
+}
+
+TEST(WorkQueue, WaitUntilDoneSeesEarlierItemsAndNeverBlocksOnItself) {
+  WorkQueue queue;
+  std::atomic<bool> ran = false;
+  queue.Post([&] { ran = true; });
+  EXPECT_TRUE(queue.WaitUntilDone(kLong));
+  EXPECT_TRUE(ran);
+
+  std::promise<bool> fromInside;
+  queue.Post([&] { fromInside.set_value(queue.WaitUntilDone(kLong)); });
+  EXPECT_FALSE(fromInside.get_future().get());
+
+  std::promise<void> release;
+  queue.Post([&] { release.get_future().wait(); });
+  EXPECT_FALSE(queue.WaitUntilDone(std::chrono::milliseconds(1)));
+  release.set_value();
+}
+
+TEST(WorkQueue, AsksItsIdleTaskAgainOnlyAsOftenAsItWants) {
+  std::atomic<int> asked = 0;
+  std::promise<void> satisfied;
+  WorkQueue queue([&] {
+    if (++asked < 3) return std::chrono::milliseconds(1);
+    if (asked == 3) satisfied.set_value();
+    return std::chrono::milliseconds(0);
+  });
+  queue.Post([] {});
+  ASSERT_EQ(satisfied.get_future().wait_for(kLong), std::future_status::ready);
+  EXPECT_EQ(asked, 3);
+}
+
+}  // namespace
+}  // namespace Veltro::Internal
