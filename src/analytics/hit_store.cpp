@@ -1,0 +1,233 @@
+#include "analytics/hit_store.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/log.h"
+#include "platform/platform_error.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr std::string_view kFileName = "VeltroDataCache.json";
+constexpr std::uint64_t kWorthCompacting = 64 * 1024;  // bytes of blanks
+constexpr std::size_t kCopyChunk = 64 * 1024;
+
+}  // namespace
+
+HitStore::HitStore(LocalFolder& folder) : folder_(folder) {
+  try {
+    Load();
+  } catch (const PlatformError& error) {
+    LogError("Analytics - Unable to load queued hits (%s)", error.what());
+    troubleLogged_ = true;
+  }
+  size_ = Count();
+}
+
+void HitStore::Load() {
+  const std::optional<std::string> text = folder_.Read(kFileName);
+  if (!text) return SaveWhole();
+  if (auto elements = IndexHitDocument(*text)) {
+    file_ = folder_.Open(kFileName);
+    elements_.assign(elements->begin(), elements->end());
+    end_ = text->size() - kHitDocumentTail.size();
+    fileIsCurrent_ = file_ != nullptr;
+  } else {
+    LoadForeign(*text);
+  }
+}
+
+void HitStore::LoadForeign(std::string_view text) {
+  ForeignHitDocument document = ReadForeignHitDocument(text);
+  if (!document.isWhole && !text.empty()) {
+    LogError("Analytics - Unable to load queued hits (%s)",
+             "the file is damaged; kept " + std::to_string(document.hits.size()) + " hits");
+  }
+  unsaved_.assign(std::make_move_iterator(document.hits.begin()),
+                  std::make_move_iterator(document.hits.end()));
+  SaveWhole();
+}
+
+void HitStore::Append(QueuedHit hit) {
+  const std::lock_guard lock(mutex_);
+  unsaved_.push_back(std::move(hit));
+  Save([this] { WriteUnsaved(); });
+}
+
+std::optional<HitStore::FirstHit> HitStore::First() {
+  const std::lock_guard lock(mutex_);
+  while (!elements_.empty()) {
+    if (auto hit = ReadHitElement(ReadFirstElement())) return FirstHit{firstId_, *std::move(hit)};
+    LogError("Analytics - Invalid hit (removed)");
+    PopFirst();
+  }
+  if (unsaved_.empty()) return std::nullopt;
+  return FirstHit{firstId_, unsaved_.front()};
+}
+
+void HitStore::ReplaceFirst(std::uint64_t id, const QueuedHit& hit) {
+  const std::lock_guard lock(mutex_);
+  if (id != firstId_ || Count() == 0) return;
+  if (elements_.empty()) {
+    unsaved_.front() = hit;
+    SaveWhole();
+  } else {
+    Save([&] { WriteFirst(hit); });
+  }
+}
+
+void HitStore::RemoveFirst(std::uint64_t id) {
+  const std::lock_guard lock(mutex_);
+  if (id == firstId_ && Count() > 0) PopFirst();
+}
+
+void HitStore::Clear() {
+  const std::lock_guard lock(mutex_);
+  firstId_ += Count();
+  elements_.clear();
+  unsaved_.clear();
+  SaveWhole();
+}
+
+void HitStore::Sync() {
+  const std::lock_guard lock(mutex_);
+  if (!needsSync_.exchange(false)) return;
+  try {
+    file_->Sync();
+  } catch (const PlatformError& error) {
+    LogError("Analytics - Unable to save hit queue (%s)", error.what());
+  }
+}
+
+std::uint64_t HitStore::LiveStart() const {
+  return elements_.empty() ? end_ : FileOffset(elements_.front());
+}
+
+std::string HitStore::ReadFirstElement() {
+  if (!file_) throw PlatformError("the queue file is closed");
+  return file_->Read(FileOffset(elements_.front()), elements_.front().length);
+}
+
+void HitStore::PopFirst() {
+  ++firstId_;
+  if (elements_.empty()) {
+    unsaved_.pop_front();
+    return SaveWhole();
+  }
+  const std::uint64_t start = LiveStart();
+  elements_.pop_front();
+  Save([this, start] {
+    const std::uint64_t blanks = LiveStart() - kHitDocumentHead.size();
+    const bool compact = blanks > kWorthCompacting && blanks > end_ - LiveStart();
+    if (elements_.empty() || compact) {
+      WriteWhole();
+    } else {
+      WriteBlanks(start, LiveStart() - start);
+    }
+  });
+}
+
+/// Brings the file up to date: by `editInPlace` when it was before the present change, else whole.
+void HitStore::Save(const std::function<void()>& editInPlace) {
+  try {
+    if (fileIsCurrent_) {
+      fileIsCurrent_ = false;
+      editInPlace();
+    } else {
+      WriteWhole();
+    }
+    fileIsCurrent_ = true;
+    troubleLogged_ = false;
+  } catch (const PlatformError& error) {
+    if (!troubleLogged_) LogError("Analytics - Unable to save hit queue (%s)", error.what());
+    troubleLogged_ = true;
+  }
+  size_ = Count();
+}
+
+void HitStore::SaveWhole() {
+  fileIsCurrent_ = false;
+  Save([] {});
+}
+
+/// Appends the one hit that is not in the file.
+void HitStore::WriteUnsaved() {
+  const std::string element = WriteHitElement(unsaved_.front());
+  const std::string_view comma = elements_.empty() ? "" : ",";
+  std::string bytes;
+  bytes.reserve(comma.size() + element.size() + kHitDocumentTail.size());
+  bytes.append(comma).append(element).append(kHitDocumentTail);
+  file_->Write(end_, bytes);
+  elements_.push_back({end_ + comma.size() + shift_, static_cast<std::uint32_t>(element.size()),
+                       unsaved_.front().timestamp});
+  unsaved_.pop_front();
+  end_ += comma.size() + element.size();
+  needsSync_ = true;
+}
+
+void HitStore::WriteBlanks(std::uint64_t offset, std::size_t length) {
+  file_->Write(offset, std::string(length, ' '));
+  needsSync_ = true;
+}
+
+/// Writes the oldest hit anew so that it ends where it did, over the blanks before it when it grew.
+void HitStore::WriteFirst(const QueuedHit& hit) {
+  const std::string element = WriteHitElement(hit);
+  HitElement& first = elements_.front();
+  if (LiveStart() + first.length < kHitDocumentHead.size() + element.size()) {
+    WriteWhole(element.size() - first.length);
+  }
+  const std::size_t written = std::max<std::size_t>(first.length, element.size());
+  const std::uint64_t end = LiveStart() + first.length;
+  file_->Write(end - written, std::string(written - element.size(), ' ') + element);
+  first = {end - element.size() + shift_, static_cast<std::uint32_t>(element.size()),
+           hit.timestamp};
+  needsSync_ = true;
+}
+
+/// Writes the file anew from the hits of the old one and those in memory only, in the same order
+/// and without the blanks.
+void HitStore::WriteWhole(std::size_t leadingBlanks) {
+  const auto replacement = folder_.Replace(kFileName);
+  const std::uint64_t liveStart = kHitDocumentHead.size() + leadingBlanks;
+  replacement->Append(kHitDocumentHead);
+  replacement->Append(std::string(leadingBlanks, ' '));
+  CopyLive(*replacement);
+  std::uint64_t end = liveStart + (end_ - LiveStart());
+  std::deque<HitElement> added;
+  for (const QueuedHit& hit : unsaved_) {
+    const std::string element = WriteHitElement(hit);
+    const std::string_view comma = end == liveStart ? "" : ",";
+    replacement->Append(comma);
+    replacement->Append(element);
+    added.push_back(
+        {end + comma.size(), static_cast<std::uint32_t>(element.size()), hit.timestamp});
+    end += comma.size() + element.size();
+  }
+  replacement->Append(kHitDocumentTail);
+  file_ = replacement->Commit();
+  shift_ += LiveStart() - liveStart;
+  for (HitElement element : added) {
+    element.offset += shift_;
+    elements_.push_back(element);
+  }
+  unsaved_.clear();
+  end_ = end;
+  needsSync_ = false;
+}
+
+void HitStore::CopyLive(FileReplacement& replacement) {
+  for (std::uint64_t offset = LiveStart(); offset < end_;) {
+    const std::string chunk =
+        file_->Read(offset, std::min<std::uint64_t>(kCopyChunk, end_ - offset));
+    if (chunk.empty()) throw PlatformError("the queue file became shorter");
+    replacement.Append(chunk);
+    offset += chunk.size();
+  }
+}
+
+}  // namespace Veltro::Internal

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "analytics/hit_document.h"
+#include "platform/local_folder.h"
+
+namespace Veltro::Internal {
+
+/// The queued hits, in order, in the file "VeltroDataCache.json". Memory holds where each hit lies;
+/// its text is read from the file when it is its turn. Safe to use from any thread: a lock is held
+/// for each operation, reading and writing included.
+///
+/// After each change the file parses to exactly the queue. A change costs one positional write of
+/// one element, whatever the length of the queue: an appended element is written over the end of
+/// the array together with a new end, a removed one is overwritten with blanks. The file is written
+/// whole (beside the old one, synced, renamed) when the queue becomes empty, and when the blanks
+/// outweigh the hits.
+///
+/// When the system refuses a write, the queue goes on in memory, one line is logged, and each
+/// following change tries to write the file whole. Nothing here knows what a hit means or when it
+/// may leave.
+class HitStore {
+ public:
+  /// The oldest hit, with the number by which it is known: numbers rise and are never used again.
+  struct FirstHit {
+    std::uint64_t id;
+    QueuedHit hit;
+  };
+
+  /// Loads the file. One that is missing is created; a torn or damaged one is read as far as its
+  /// elements are complete, logged, and written anew; one that cannot be read is logged.
+  explicit HitStore(LocalFolder& folder);
+
+  /// The number of hits as of the last finished change. Takes no lock.
+  std::size_t Size() const { return size_; }
+
+  void Append(QueuedHit hit);
+
+  /// A copy of the oldest hit; nothing when there is none. Throws `PlatformError` when the file
+  /// cannot be read. A hit whose text in the file is damaged is logged, removed and passed over.
+  std::optional<FirstHit> First();
+
+  /// Replaces the oldest hit, if it is still the one numbered `id`.
+  void ReplaceFirst(std::uint64_t id, const QueuedHit& hit);
+
+  /// Removes the oldest hit, if it is still the one numbered `id`: a hit that was cleared while it
+  /// was under way takes no other with it.
+  void RemoveFirst(std::uint64_t id);
+
+  /// Removes all hits.
+  void Clear();
+
+  /// Returns when all changes so far would survive a loss of power. Free when they already would.
+  void Sync();
+
+  /// Whether `Sync` has anything to do.
+  bool NeedsSync() const { return needsSync_; }
+
+ private:
+  void Load();
+  void LoadForeign(std::string_view text);
+  std::size_t Count() const { return elements_.size() + unsaved_.size(); }
+  std::uint64_t FileOffset(const HitElement& element) const { return element.offset - shift_; }
+  std::uint64_t LiveStart() const;
+  std::string ReadFirstElement();
+  void PopFirst();
+  void Save(const std::function<void()>& editInPlace);
+  void SaveWhole();
+  void WriteUnsaved();
+  void WriteBlanks(std::uint64_t offset, std::size_t length);
+  void WriteFirst(const QueuedHit& hit);
+  void WriteWhole(std::size_t leadingBlanks = 0);
+  void CopyLive(FileReplacement& replacement);
+
+  LocalFolder& folder_;
+  std::mutex mutex_;
+  std::unique_ptr<LocalFile> file_;  // null when there is none to read or edit
+  std::deque<HitElement> elements_;  // the hits that lie in the file
+  std::deque<QueuedHit> unsaved_;    // the hits behind them, which do not
+  std::uint64_t firstId_ = 0;
+  std::uint64_t end_ = 0;       // where the tail of the document lies
+  std::uint64_t shift_ = 0;     // what to take from an element's offset: grows as blanks go
+  bool fileIsCurrent_ = false;  // the file parses to the queue
+  bool troubleLogged_ = false;       // the disk refuses, which is logged once
+  std::atomic<std::size_t> size_{0};
+  std::atomic<bool> needsSync_{false};
+};
+
+}  // namespace Veltro::Internal

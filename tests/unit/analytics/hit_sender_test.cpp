@@ -1,0 +1,279 @@
+#include "analytics/hit_sender.h"
+
+#include <gtest/gtest.h>
+
+#include "analytics/hit_queue.h"
+#include "base/utf.h"
+#include "fakes/fake_platform.h"
+#include "support/log_capture.h"
+
+namespace Veltro::Internal {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::int32_t kNow = static_cast<std::int32_t>(Testing::FakeClock::kStart);
+
+class FixedPolicy : public SendPolicy {
+ public:
+  std::atomic<SendPermission> permission = SendPermission::Send;
+  SendPermission Permission() const override { return permission; }
+};
+
+/// Queue, sender and store as the product wires them, on fakes; hits are told by their text.
+class HitSenderTest : public testing::Test {
+ protected:
+  HitSenderTest() {
+    config_.server = "c.example";
+    config_.rsids = "suite";
+    config_.offlineEnabled = true;
+  }
+
+  ~HitSenderTest() override { Stop(); }
+
+  void Start() {
+    sender_ = std::make_unique<HitSender>(store_, config_, policy_, device_, fakes_.deviceFacts,
+                                          fakes_.httpTransport, fakes_.clock);
+    queue_ = std::make_unique<HitQueue>(store_, *sender_, config_, policy_, fakes_.clock);
+  }
+
+  void Stop() {
+    queue_.reset();
+    sender_.reset();
+  }
+
+  /// The hits sent so far, in order.
+  std::vector<std::string> Sent() {
+    std::vector<std::string> sent;
+    for (const HttpRequest& request : fakes_.httpTransport.Requests()) {
+      sent.push_back(request.url.substr(request.url.rfind('/') + 1));
+    }
+    return sent;
+  }
+
+  /// The number of hits left once the queue's worker and the sender have come to rest.
+  std::size_t LeftAfterDraining() {
+    queue_->QueuedHitCount(5s);
+    EXPECT_NE(sender_->WaitUntilDrained(5s), HitSender::DrainResult::TimedOut);
+    return store_.Size();
+  }
+
+  Testing::LogCapture log_;
+  Testing::FakePlatform fakes_;
+  Configuration config_;
+  FixedPolicy policy_;
+  DeviceInformation device_{fakes_.deviceFacts, fakes_.package, fakes_.clock};
+  HitStore store_{fakes_.localFolder};
+  std::unique_ptr<HitSender> sender_;
+  std::unique_ptr<HitQueue> queue_;
+};
+
+TEST_F(HitSenderTest, SendsOneAtATimeInOrderWithItsHeaders) {
+  Start();
+  for (const char* hit : {"s1", "s2", "s3"}) queue_->EnqueueHit(hit, kNow);
+  EXPECT_EQ(LeftAfterDraining(), 0U);
+  EXPECT_EQ(Sent(), (std::vector<std::string>{"s1", "s2", "s3"}));
+  EXPECT_EQ(fakes_.httpTransport.MostInFlight(), 1U);
+  const HttpRequest request = fakes_.httpTransport.Requests()[0];
+  EXPECT_EQ(request.url, "http://c.example/b/ss/suite/0/WINU-4.0.0/s1");
+  EXPECT_EQ(request.timeout, 5000ms);
+  ASSERT_EQ(request.headers.size(), 2U);
+  EXPECT_EQ(request.headers[0].name, "User-Agent");
+  EXPECT_EQ(request.headers[0].value, ToUtf8(device_.GetUserAgent()));
+  EXPECT_EQ(request.headers[1].name, "Accept-Language");
+  EXPECT_EQ(request.headers[1].value, "en-US");
+}
+
+TEST_F(HitSenderTest, StartsByTheBatchRule) {
+  struct Row {
+    const char* name;
+    bool offline;
+    std::int32_t batchLimit;
+    std::vector<std::size_t> sentAfterEach;
+  };
+  const Row rows[] = {
+      {"offline off", false, 5, {1, 2, 3}},
+      {"no limit", true, 0, {1, 2, 3}},
+      {"limit 1: the second drains both", true, 1, {0, 2, 2}},
+      {"negative: never", true, -1, {0, 0, 0}},
+      {"most negative: never", true, INT32_MIN, {0, 0, 0}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    config_.offlineEnabled = row.offline;
+    config_.batchLimit = row.batchLimit;
+    store_.Clear();
+    const std::size_t before = fakes_.httpTransport.RequestCount();
+    Start();
+    for (const std::size_t sent : row.sentAfterEach) {
+      queue_->EnqueueHit("s", kNow);
+      LeftAfterDraining();
+      EXPECT_EQ(fakes_.httpTransport.RequestCount() - before, sent);
+    }
+    Stop();
+  }
+}
+
+TEST_F(HitSenderTest, JudgesAnAnswerByTheRuleForItsHit) {
+  enum class Left { Gone, CoolingDown };
+  struct Row {
+    const char* name;
+    std::function<void(Testing::FakeHttpTransport&)> script;
+    Left offlineOn, offlineOff;
+    const char* line;  // with offline tracking on
+  };
+  const Row rows[] = {
+      {"200", [](auto& http) { http.ScriptAnswer(200); }, Left::Gone, Left::Gone, ""},
+      {"307", [](auto& http) { http.ScriptAnswer(307); }, Left::Gone, Left::Gone, ""},
+      {"201", [](auto& http) { http.ScriptAnswer(201); }, Left::CoolingDown, Left::Gone,
+       "Veltro Debug: Analytics - Recoverable network error (201), imposing internal cooldown (30 "
+       "seconds)\n"},
+      {"500", [](auto& http) { http.ScriptAnswer(500); }, Left::CoolingDown, Left::Gone,
+       "Recoverable network error (500)"},
+      {"time-out", [](auto& http) { http.ScriptTimeout(); }, Left::CoolingDown, Left::Gone,
+       "Recoverable network error (408)"},
+      {"refused", [](auto& http) { http.ScriptFailure(kHttpCannotConnect); }, Left::CoolingDown,
+       Left::CoolingDown, "Analytics - Unable to send hit, attempting to recover\n"},
+      {"bad URL", [](auto& http) { http.ScriptFailure(kHttpBadUrl); }, Left::Gone, Left::Gone,
+       "Analytics - Invalid hit (removed)\n"},
+  };
+  for (const Row& row : rows) {
+    for (const bool offline : {true, false}) {
+      SCOPED_TRACE(std::string(row.name) + (offline ? ", offline on" : ", offline off"));
+      store_.Clear();
+      log_.Clear();
+      config_.offlineEnabled = offline;
+      row.script(fakes_.httpTransport);
+      Start();
+      queue_->EnqueueHit("s1", kNow);
+      const Left left = offline ? row.offlineOn : row.offlineOff;
+      EXPECT_EQ(LeftAfterDraining(), left == Left::CoolingDown ? 1U : 0U);
+      EXPECT_EQ(fakes_.clock.WaitForSleepers(1, 0ms), left == Left::CoolingDown);
+      EXPECT_TRUE(!offline || log_.Contains(row.line));
+      Stop();
+    }
+  }
+}
+
+TEST_F(HitSenderTest, RetriesTheSameHitAfterThirtySecondsOfMonotonicTime) {
+  fakes_.httpTransport.ScriptAnswer(500);
+  Start();
+  queue_->EnqueueHit("s1", kNow);
+  queue_->EnqueueHit("s2", kNow);
+  ASSERT_TRUE(fakes_.clock.WaitForSleepers(1));
+  fakes_.clock.SetUnixSeconds(kNow + 100'000);  // the system clock does not count
+  for (int second = 0; second < 29; ++second) {
+    fakes_.clock.Advance(1s);
+    ASSERT_TRUE(fakes_.clock.WaitForSleepers(1)) << second;
+  }
+  EXPECT_EQ(fakes_.httpTransport.RequestCount(), 1U);
+  fakes_.clock.Advance(1s);
+  ASSERT_TRUE(fakes_.httpTransport.WaitForRequests(3));
+  EXPECT_EQ(LeftAfterDraining(), 0U);
+  EXPECT_EQ(Sent(), (std::vector<std::string>{"s1", "s1", "s2"}));
+}
+
+TEST_F(HitSenderTest, EndsACooldownEarly) {
+  const std::pair<const char*, std::function<void()>> rows[] = {
+      {"cleared", [this] { queue_->ClearHits(); }},
+      {"no longer allowed",
+       [this] {
+         policy_.permission = SendPermission::Hold;
+         queue_->StartSendingIfReady();
+       }},
+      {"going down", [this] { Stop(); }},
+  };
+  for (const auto& [name, act] : rows) {
+    SCOPED_TRACE(name);
+    policy_.permission = SendPermission::Send;
+    store_.Clear();
+    const std::size_t before = fakes_.httpTransport.RequestCount();
+    fakes_.httpTransport.ScriptAnswer(500);
+    Start();
+    queue_->EnqueueHit("s1", kNow);
+    ASSERT_TRUE(fakes_.clock.WaitForSleepers(1));
+    act();
+    Stop();  // joins the sender's thread, which would sleep for ever on this clock
+    EXPECT_EQ(fakes_.httpTransport.RequestCount() - before, 1U);
+  }
+}
+
+TEST_F(HitSenderTest, RepairsTimestampsThatGoBackAndSavesThemBeforeSending) {
+  fakes_.httpTransport.ScriptAnswer(200);
+  fakes_.httpTransport.ScriptPending();
+  Start();
+  queue_->EnqueueHit("s1?&ts=100&x=&ts=100&AQE=1", 100);
+  queue_->EnqueueHit("s2?&ts=90&x=&ts=90&AQE=1", 90);
+  ASSERT_TRUE(fakes_.httpTransport.WaitForRequests(2));
+  EXPECT_EQ(Sent()[1], "s2?&ts=101&x=&ts=90&AQE=1");
+  EXPECT_TRUE(fakes_.disk->Contents("VeltroDataCache.json")
+                  ->ends_with(R"({"H":"s2?&ts=101&x=&ts=90&AQE=1","T":101}]})"));
+  EXPECT_TRUE(
+      log_.Contains("Veltro Debug: Analytics - Adjusting out of order hit timestamp(90->101)\n"));
+  fakes_.httpTransport.AnswerPending(200);
+  queue_->EnqueueHit("s3?&ts=101&AQE=1", 101);  // equal is in order
+  EXPECT_EQ(LeftAfterDraining(), 0U);
+  EXPECT_EQ(Sent()[2], "s3?&ts=101&AQE=1");
+}
+
+TEST_F(HitSenderTest, DropsStaleHitsUnsentWithOfflineTrackingOff) {
+  config_.offlineEnabled = false;
+  Start();
+  queue_->EnqueueHit("stale", kNow - 6);
+  queue_->EnqueueHit("just in time", kNow - 5);
+  EXPECT_EQ(LeftAfterDraining(), 0U);
+  EXPECT_EQ(Sent(), std::vector<std::string>{"just in time"});
+}
+
+TEST_F(HitSenderTest, ForgetsAClearedHitUnderWay) {
+  for (const std::int32_t answer : {200, 500}) {
+    SCOPED_TRACE(answer);
+    fakes_.httpTransport.ScriptPending();
+    Start();
+    const std::size_t before = fakes_.httpTransport.RequestCount();
+    queue_->EnqueueHit("s1", kNow);
+    ASSERT_TRUE(fakes_.httpTransport.WaitForRequests(before + 1));
+    EXPECT_EQ(queue_->QueuedHitCount(5s), 1U);  // it counts while under way
+    queue_->ClearHits();
+    EXPECT_EQ(queue_->QueuedHitCount(5s), 0U);
+    fakes_.httpTransport.AnswerPending(answer);
+    EXPECT_EQ(LeftAfterDraining(), 0U);
+    EXPECT_EQ(fakes_.disk->Contents("VeltroDataCache.json"), R"({"Hits":[]})");
+    Stop();
+  }
+}
+
+TEST_F(HitSenderTest, KeepsTheHitUnderWayWhenGoingDown) {
+  for (const bool offline : {true, false}) {
+    config_.offlineEnabled = offline;
+    store_.Clear();
+    const std::size_t before = fakes_.httpTransport.RequestCount();
+    fakes_.httpTransport.ScriptPending();
+    Start();
+    queue_->EnqueueHit("s1", kNow);
+    ASSERT_TRUE(fakes_.httpTransport.WaitForRequests(before + 1));
+    Stop();
+    EXPECT_EQ(store_.Size(), 1U) << offline;
+  }
+}
+
+TEST_F(HitSenderTest, HoldsAndRefusesAsThePolicySays) {
+  policy_.permission = SendPermission::Hold;
+  Start();
+  queue_->EnqueueHit("held", kNow);
+  EXPECT_EQ(queue_->QueuedHitCount(5s), 1U);
+  policy_.permission = SendPermission::Refuse;
+  queue_->EnqueueHit("refused", kNow);
+  EXPECT_EQ(queue_->QueuedHitCount(5s), 1U);
+  policy_.permission = SendPermission::Send;
+  fakes_.deviceFacts.networkReachable = false;
+  queue_->StartSendingIfReady();
+  EXPECT_EQ(sender_->WaitUntilDrained(5s), HitSender::DrainResult::Offline);
+  fakes_.deviceFacts.networkReachable = true;
+  queue_->StartSendingIfReady();
+  EXPECT_EQ(sender_->WaitUntilDrained(5s), HitSender::DrainResult::Done);
+  EXPECT_EQ(Sent(), std::vector<std::string>{"held"});
+}
+
+}  // namespace
+}  // namespace Veltro::Internal

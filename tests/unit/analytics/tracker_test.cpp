@@ -1,0 +1,125 @@
+#include "analytics/tracker.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/fake_platform.h"
+#include "support/log_capture.h"
+
+namespace Veltro::Internal {
+namespace {
+
+using namespace std::chrono_literals;
+using Status = VeltroPrivacyStatus;
+
+constexpr std::string_view kStart = "1600000000";  // the fake clock's time
+
+/// A tracker on fakes whose hits stay in the queue: the fake network is down.
+class TrackerTest : public testing::Test {
+ protected:
+  TrackerTest() {
+    fakes_.deviceFacts.networkReachable = false;
+    fakes_.settings.Insert(u"VELTRO_STOREDDEFAULTS_AID", std::u16string(u"AID"));
+    config_.rsids = "suite";
+    config_.server = "c.example";
+    config_.offlineEnabled = true;
+  }
+
+  /// The hit queued last, without its random part.
+  std::string LastHit() {
+    queue_.QueuedHitCount(5s);
+    std::string last;
+    while (auto first = store_.First()) {
+      last = first->hit.hit;
+      timestamp_ = first->hit.timestamp;
+      store_.RemoveFirst(first->id);
+    }
+    return last.substr(last.find('?'));
+  }
+
+  Testing::LogCapture log_;
+  Testing::FakePlatform fakes_;
+  Configuration config_;
+  SettingsStore settings_{fakes_.settings};
+  Privacy privacy_{config_, settings_, [](Status) {}};
+  DeviceInformation device_{fakes_.deviceFacts, fakes_.package, fakes_.clock};
+  Identifiers identifiers_{settings_, fakes_.httpTransport, fakes_.randomSource,
+                           [] { return std::nullopt; }};
+  LastLifecycleData lifecycleData_;
+  HitStore store_{fakes_.localFolder};
+  HitSender sender_{
+      store_, config_, privacy_, device_, fakes_.deviceFacts, fakes_.httpTransport, fakes_.clock};
+  HitQueue queue_{store_, sender_, config_, privacy_, fakes_.clock};
+  Tracker tracker_{{config_, privacy_, settings_, identifiers_, device_, lifecycleData_,
+                    fakes_.randomSource, fakes_.clock},
+                   queue_};
+  std::int32_t timestamp_ = 0;
+};
+
+TEST_F(TrackerTest, BuildsTheThreeKindsOfHits) {
+  const std::string head = "?AQB=1&ndh=1&aid=AID&ce=UTF-8&pageName=";
+  const std::string app = "Shop%201.2.4%20%283%29";
+  const std::string tail = "&t=00%2F00%2F0000%2000%3A00%3A00%200%200&ts=";
+  tracker_.TrackState(u"Home", {});
+  EXPECT_EQ(LastHit(), head + "Home" + tail + "1600000000&AQE=1");
+  tracker_.TrackState(u"", {});
+  EXPECT_EQ(LastHit(), head + app + tail + "1600000000&AQE=1");
+  tracker_.TrackAction(u"buy", {{u"x", u"1"}});
+  EXPECT_EQ(LastHit(), head + app + "&pe=lnk_o&pev2=QXACTION%3Abuy" + tail +
+                           "1600000000&c.&a.&action=buy&.a&x=1&.c&AQE=1");
+  tracker_.TrackInternalAction(u"", {}, 1234);
+  EXPECT_EQ(LastHit(), head + app + "&pe=lnk_o&pev2=VLTINTERNAL%3ANone" + tail +
+                           "1234&c.&a.&internalaction=None&.a&.c&AQE=1");
+  EXPECT_EQ(timestamp_, 1234);
+  tracker_.TrackInternalAction(u"Media", {}, 0);
+  EXPECT_NE(LastHit().find("&ts=" + std::string(kStart)), std::string::npos);
+}
+
+TEST_F(TrackerTest, LetsTheCallersEntriesWinAndVariablesOverwrite) {
+  lifecycleData_.Set({{u"a.OSVersion", u"Windows 6.1"}, {u"x", u"lifecycle"}});
+  tracker_.TrackAction(u"buy", {{u"&&pageName", u"Mine"},
+                                {u"&&products", u";item"},
+                                {u"&&", u"no name"},
+                                {u"a.action", u"own"},
+                                {u"x", u"caller"}});
+  EXPECT_EQ(LastHit(),
+            "?AQB=1&ndh=1&aid=AID&ce=UTF-8&pageName=Mine&pe=lnk_o&pev2=QXACTION%3Abuy"
+            "&products=%3Bitem&t=00%2F00%2F0000%2000%3A00%3A00%200%200&ts=1600000000"
+            "&c.&a.&OSVersion=Windows%206.1&action=own&.a&x=caller&.c&AQE=1");
+  EXPECT_EQ(*lifecycleData_.Get(),
+            (StringMap{{u"a.OSVersion", u"Windows 6.1"}, {u"x", u"lifecycle"}}));
+}
+
+TEST_F(TrackerTest, CarriesPrivacyModeAndVisitorIdentifierAsTheyStand) {
+  privacy_.Set(Status::Unknown);
+  settings_.SetStoredVisitorId(u"Ann");
+  config_.charset = u"ISO-8859-1";
+  tracker_.TrackState(u"Home", {});
+  EXPECT_EQ(LastHit(),
+            "?AQB=1&ndh=1&aid=AID&ce=ISO-8859-1&pageName=Home"
+            "&t=00%2F00%2F0000%2000%3A00%3A00%200%200&ts=1600000000&vid=Ann"
+            "&c.&a.&privacy.&mode=unknown&.privacy&.a&.c&AQE=1");
+}
+
+TEST_F(TrackerTest, LeavesTheTimestampOutWithOfflineTrackingOff) {
+  config_.offlineEnabled = false;
+  tracker_.TrackState(u"Home", {});
+  EXPECT_EQ(LastHit().find("&ts="), std::string::npos);
+  EXPECT_EQ(timestamp_, 1'600'000'000);
+}
+
+TEST_F(TrackerTest, SeedsTheRandomPartWithTheNumberOfTheHit) {
+  for (std::uint32_t number = 1; number <= 3; ++number) {
+    tracker_.TrackState(u"Home", {});
+    queue_.QueuedHitCount(5s);
+    Testing::FakeRandom random;
+    random.Seed(number);
+    const auto high = static_cast<std::uint64_t>(random.Next());
+    const auto low = static_cast<std::uint64_t>(random.Next());
+    const std::string expected = "s" + std::to_string((high << 32 | low) % 10'000'000) + "?";
+    EXPECT_TRUE(store_.First()->hit.hit.starts_with(expected)) << number;
+    store_.Clear();
+  }
+}
+
+}  // namespace
+}  // namespace Veltro::Internal
