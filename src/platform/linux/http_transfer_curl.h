@@ -1,0 +1,88 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/http_transport.h"
+
+namespace Veltro::Internal {
+
+/// One GET on a libcurl easy handle, over all its redirects. It knows nothing of threads, other
+/// requests or who wants the answer; its owner adds the handle to a multi handle for each leg. When
+/// the request has ended the transfer may be started again with another one.
+///
+/// Header names and values lose their control characters before they are sent. A header with an
+/// empty value is sent as such; one without a name is not.
+class HttpTransferCurl {
+ public:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  enum class Next {
+    Ended,       ///< `TakeResult` has the result
+    AnotherLeg,  ///< add the handle for it
+  };
+
+  /// `caFile` replaces the system's certificate authorities where not empty; it must outlive the
+  /// transfer. Throws `PlatformError` when libcurl has no handle to give.
+  explicit HttpTransferCurl(const std::string& caFile);
+  HttpTransferCurl(const HttpTransferCurl&) = delete;
+  HttpTransferCurl& operator=(const HttpTransferCurl&) = delete;
+
+  CURL* Easy() const { return easy_.get(); }
+
+  /// Makes the transfer ready for `request`, which has to end at `deadline` and is cancelled
+  /// without a leg when that has passed.
+  Next Start(const HttpRequest& request, TimePoint deadline);
+
+  /// Judges a leg that libcurl says is done.
+  Next FinishLeg(CURLcode code);
+
+  HttpResult TakeResult() { return std::move(result_); }
+
+ private:
+  struct EasyCleanup {
+    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+  };
+  struct ListFree {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+  using HeaderList = std::unique_ptr<curl_slist, ListFree>;
+
+  static std::size_t OnBody(char* bytes, std::size_t, std::size_t count, void* transfer);
+  static std::size_t OnHeader(char* bytes, std::size_t, std::size_t count, void* transfer);
+  static HeaderList MakeHeaders(const std::vector<HttpHeader>& headers);
+
+  void SetConstantOptions(const std::string& caFile);
+  Next StartLeg(const char* url);
+  std::chrono::milliseconds TimeLeft() const;
+  std::string RedirectTarget() const;
+  Next Answered();
+  Next Failed(std::uint32_t error, std::string message);
+
+  std::unique_ptr<CURL, EasyCleanup> easy_;
+  HeaderList headers_;
+  HttpResult result_;
+  TimePoint deadline_;
+  int redirects_ = 0;
+  std::size_t headerBytes_ = 0;
+  std::array<char, CURL_ERROR_SIZE> errorText_{};
+};
+
+/// The HRESULT that stands for a libcurl failure.
+std::uint32_t HttpErrorOf(CURLcode code);
+
+/// Whether `url` starts with http:// or https://.
+bool IsWebUrl(std::string_view url);
+
+/// Whether an answer from `origin` may send the request to `target`: to http and https only, and
+/// never out of https.
+bool MayRedirect(const std::string& origin, const std::string& target);
+
+}  // namespace Veltro::Internal

@@ -1,0 +1,218 @@
+#include "platform/linux/http_transport_curl.h"
+
+#include <signal.h>
+
+#include <algorithm>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "platform/platform_error.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr std::size_t kMaxIdleTransfers = 4;
+constexpr std::chrono::milliseconds kLongestTimeout = std::chrono::hours(24);
+
+HttpTransferCurl::TimePoint DeadlineAfter(std::chrono::milliseconds timeout) {
+  return std::chrono::steady_clock::now() +
+         std::clamp(timeout, std::chrono::milliseconds(0), kLongestTimeout);
+}
+
+/// Leaves the application's signals to its own threads, and keeps a broken connection from raising
+/// SIGPIPE. What reports a crash of this very thread stays open.
+void BlockSignals() {
+  sigset_t signals;
+  sigfillset(&signals);
+  for (const int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) {
+    sigdelset(&signals, crash);
+  }
+  pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+}
+
+HttpResult Cancelled() { return {}; }
+
+HttpResult Failure(const PlatformError& error) {
+  HttpResult result;
+  result.outcome = HttpResult::Outcome::Failed;
+  result.error = error.HResult().value_or(kHttpUnknownError);
+  result.errorMessage = error.what();
+  return result;
+}
+
+}  // namespace
+
+HttpTransportCurl::~HttpTransportCurl() {
+  {
+    std::lock_guard lock(mutex_);
+    isStopping_ = true;
+    WakeThread();
+  }
+  if (thread_.joinable()) thread_.join();
+}
+
+HttpTransport::RequestId HttpTransportCurl::Get(HttpRequest request, Completion completion) {
+  const auto deadline = DeadlineAfter(request.timeout);
+  std::lock_guard lock(mutex_);
+  if (!thread_.joinable()) StartThread();
+  const RequestId id = ++lastId_;
+  Submit({id, std::move(request), std::move(completion), deadline});
+  return id;
+}
+
+void HttpTransportCurl::Cancel(RequestId id) {
+  std::lock_guard lock(mutex_);
+  if (thread_.joinable()) Submit({id, {}, nullptr, {}});
+}
+
+void HttpTransportCurl::StartThread() {
+  try {
+    thread_ = std::thread([this] { Run(); });
+  } catch (const std::system_error& error) {
+    throw PlatformError(kHttpUnknownError, error.what());
+  }
+}
+
+void HttpTransportCurl::Submit(Order order) {
+  // Orders that are waiting have woken the thread, or will be seen before it sleeps.
+  const bool mayBeAsleep = orders_.empty() && std::this_thread::get_id() != thread_.get_id();
+  orders_.push_back(std::move(order));
+  if (mayBeAsleep) WakeThread();
+}
+
+void HttpTransportCurl::WakeThread() {
+  if (multi_) {
+    curl_multi_wakeup(multi_.get());
+  } else {
+    orderCame_.notify_one();
+  }
+}
+
+void HttpTransportCurl::Run() {
+  BlockSignals();
+  std::vector<Order> orders;
+  while (WaitForOrders(), TakeOrders(orders)) {
+    for (Order& order : orders) Obey(order);
+    orders.clear();
+    if (!multi_) continue;
+    int runningCount = 0;
+    curl_multi_perform(multi_.get(), &runningCount);
+    FinishLegs();
+  }
+  CancelAll();
+}
+
+/// Sleeps until there are orders or libcurl has something to do.
+void HttpTransportCurl::WaitForOrders() {
+  std::unique_lock lock(mutex_);
+  const auto isNeeded = [this] { return !orders_.empty() || isStopping_; };
+  if (!multi_) return orderCame_.wait(lock, isNeeded);
+  if (isNeeded()) return;
+  lock.unlock();
+  constexpr int kUntilWoken = std::numeric_limits<int>::max();
+  curl_multi_poll(multi_.get(), nullptr, 0, kUntilWoken, nullptr);
+}
+
+bool HttpTransportCurl::TakeOrders(std::vector<Order>& orders) {
+  std::lock_guard lock(mutex_);
+  if (isStopping_) return false;
+  orders.swap(orders_);
+  return true;
+}
+
+void HttpTransportCurl::Obey(Order& order) {
+  if (!order.completion) return CancelRunning(order.id);
+  try {
+    Start(order);
+  } catch (const PlatformError& error) {
+    order.completion(Failure(error));
+  }
+}
+
+void HttpTransportCurl::Start(Order& order) {
+  std::unique_ptr<HttpTransferCurl> transfer = NewTransfer();
+  const auto next = transfer->Start(order.request, order.deadline);
+  Running running{order.id, std::move(transfer), std::move(order.completion)};
+  if (next == HttpTransferCurl::Next::Ended) return End(std::move(running));
+  curl_multi_add_handle(multi_.get(), running.transfer->Easy());
+  running_.push_back(std::move(running));
+}
+
+void HttpTransportCurl::CancelRunning(RequestId id) {
+  const auto found = std::find_if(running_.begin(), running_.end(),
+                                  [id](const Running& running) { return running.id == id; });
+  if (found == running_.end()) return;
+  Running running = std::move(*found);
+  running_.erase(found);
+  curl_multi_remove_handle(multi_.get(), running.transfer->Easy());
+  Recycle(std::move(running.transfer));
+  running.completion(Cancelled());
+}
+
+void HttpTransportCurl::CancelAll() {
+  while (!running_.empty()) CancelRunning(running_.back().id);
+  std::unique_lock lock(mutex_);
+  while (!orders_.empty()) {  // completions may add to them
+    const std::vector<Order> orders = std::exchange(orders_, {});
+    lock.unlock();
+    for (const Order& order : orders) {
+      if (order.completion) order.completion(Cancelled());
+    }
+    lock.lock();
+  }
+}
+
+void HttpTransportCurl::FinishLegs() {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+    if (message->msg == CURLMSG_DONE) FinishLeg(message->easy_handle, message->data.result);
+  }
+}
+
+void HttpTransportCurl::FinishLeg(CURL* easy, CURLcode code) {
+  curl_multi_remove_handle(multi_.get(), easy);
+  const auto found = std::find_if(running_.begin(), running_.end(), [easy](const Running& running) {
+    return running.transfer->Easy() == easy;
+  });
+  if (found->transfer->FinishLeg(code) == HttpTransferCurl::Next::AnotherLeg) {
+    curl_multi_add_handle(multi_.get(), easy);
+    return;
+  }
+  Running running = std::move(*found);
+  running_.erase(found);
+  End(std::move(running));
+}
+
+void HttpTransportCurl::End(Running running) {
+  HttpResult result = running.transfer->TakeResult();
+  Recycle(std::move(running.transfer));
+  running.completion(std::move(result));
+}
+
+std::unique_ptr<HttpTransferCurl> HttpTransportCurl::NewTransfer() {
+  RequireMulti();
+  if (idle_.empty()) return std::make_unique<HttpTransferCurl>(caFile_);
+  std::unique_ptr<HttpTransferCurl> transfer = std::move(idle_.back());
+  idle_.pop_back();
+  return transfer;
+}
+
+void HttpTransportCurl::Recycle(std::unique_ptr<HttpTransferCurl> transfer) {
+  if (idle_.size() < kMaxIdleTransfers) idle_.push_back(std::move(transfer));
+}
+
+void HttpTransportCurl::RequireMulti() {
+  if (multi_) return;
+  static std::once_flag initialised;
+  std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  std::unique_ptr<CURLM, MultiCleanup> multi(curl_multi_init());
+  // Without file descriptors for waking it, the thread could never be reached again.
+  if (!multi || curl_multi_wakeup(multi.get()) != CURLM_OK) {
+    throw PlatformError(kHttpUnknownError, "libcurl cannot start");
+  }
+  std::lock_guard lock(mutex_);
+  multi_ = std::move(multi);
+}
+
+}  // namespace Veltro::Internal

@@ -1,0 +1,164 @@
+#include "fakes/fake_http_transport.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Veltro::Internal::Testing {
+
+FakeHttpTransport::FakeHttpTransport() : thread_([this] { Run(); }) {}
+
+FakeHttpTransport::~FakeHttpTransport() {
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+    for (auto& [id, completion] : pending_) Deliver(std::move(completion), {});
+    pending_.clear();
+    changed_.notify_all();
+  }
+  thread_.join();
+}
+
+HttpTransport::RequestId FakeHttpTransport::Get(HttpRequest request, Completion completion) {
+  std::optional<HttpResult> outcome = OutcomeFor(request);
+  std::lock_guard lock(mutex_);
+  const RequestId id = ++lastId_;
+  requests_.push_back(std::move(request));
+  mostInFlight_ = std::max(mostInFlight_, ++inFlight_);
+  if (stopping_) outcome = HttpResult{};
+  if (outcome) {
+    Deliver(std::move(completion), std::move(*outcome));
+  } else {
+    pending_.emplace(id, std::move(completion));
+  }
+  changed_.notify_all();
+  return id;
+}
+
+void FakeHttpTransport::Cancel(RequestId id) {
+  std::lock_guard lock(mutex_);
+  const auto found = pending_.find(id);
+  if (found == pending_.end()) return;
+  Deliver(std::move(found->second), {});
+  pending_.erase(found);
+}
+
+void FakeHttpTransport::ScriptAnswer(std::int32_t status, std::string body) {
+  Script(Answer(status, std::move(body)));
+}
+
+void FakeHttpTransport::ScriptFailure(std::uint32_t error, std::string message) {
+  Script(Failure(error, std::move(message)));
+}
+
+void FakeHttpTransport::ScriptTimeout() { Script(HttpResult{}); }
+
+void FakeHttpTransport::ScriptPending() { Script(std::nullopt); }
+
+void FakeHttpTransport::SetResponder(Responder responder) {
+  std::lock_guard lock(mutex_);
+  responder_ = std::move(responder);
+}
+
+bool FakeHttpTransport::CompletePending(HttpResult result) {
+  std::lock_guard lock(mutex_);
+  if (pending_.empty()) return false;
+  Deliver(std::move(pending_.begin()->second), std::move(result));
+  pending_.erase(pending_.begin());
+  return true;
+}
+
+bool FakeHttpTransport::AnswerPending(std::int32_t status, std::string body) {
+  return CompletePending(Answer(status, std::move(body)));
+}
+
+std::vector<HttpRequest> FakeHttpTransport::Requests() {
+  std::lock_guard lock(mutex_);
+  return requests_;
+}
+
+std::size_t FakeHttpTransport::RequestCount() {
+  std::lock_guard lock(mutex_);
+  return requests_.size();
+}
+
+std::size_t FakeHttpTransport::PendingCount() {
+  std::lock_guard lock(mutex_);
+  return pending_.size();
+}
+
+std::size_t FakeHttpTransport::MostInFlight() {
+  std::lock_guard lock(mutex_);
+  return mostInFlight_;
+}
+
+bool FakeHttpTransport::WaitForRequests(std::size_t count, std::chrono::milliseconds deadline) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_until(lock, std::chrono::system_clock::now() + deadline,
+                             [&] { return requests_.size() >= count; });
+}
+
+bool FakeHttpTransport::WaitForCompletions(std::size_t count, std::chrono::milliseconds deadline) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_until(lock, std::chrono::system_clock::now() + deadline,
+                             [&] { return completed_ >= count; });
+}
+
+HttpResult FakeHttpTransport::Answer(std::int32_t status, std::string body) {
+  HttpResult result;
+  result.outcome = HttpResult::Outcome::Answered;
+  result.status = status;
+  result.body = std::move(body);
+  return result;
+}
+
+HttpResult FakeHttpTransport::Failure(std::uint32_t error, std::string message) {
+  HttpResult result;
+  result.outcome = HttpResult::Outcome::Failed;
+  result.error = error;
+  result.errorMessage = std::move(message);
+  return result;
+}
+
+void FakeHttpTransport::Run() {
+  std::unique_lock lock(mutex_);
+  while (true) {
+    changed_.wait(lock, [this] { return stopping_ || !deliveries_.empty(); });
+    if (deliveries_.empty()) return;
+    Delivery delivery = std::move(deliveries_.front());
+    deliveries_.pop_front();
+    --inFlight_;
+    lock.unlock();
+    delivery.completion(std::move(delivery.result));
+    delivery.completion = nullptr;  // what it holds goes before a waiting test is told
+    lock.lock();
+    ++completed_;
+    changed_.notify_all();
+  }
+}
+
+void FakeHttpTransport::Script(std::optional<HttpResult> outcome) {
+  std::lock_guard lock(mutex_);
+  script_.push_back(std::move(outcome));
+}
+
+std::optional<HttpResult> FakeHttpTransport::OutcomeFor(const HttpRequest& request) {
+  if (request.timeout <= std::chrono::milliseconds(0)) return HttpResult{};
+  Responder responder;
+  {
+    std::lock_guard lock(mutex_);
+    if (!script_.empty()) {
+      std::optional<HttpResult> outcome = std::move(script_.front());
+      script_.pop_front();
+      return outcome;
+    }
+    responder = responder_;
+  }
+  return responder ? responder(request) : Answer(200);
+}
+
+void FakeHttpTransport::Deliver(Completion completion, HttpResult result) {
+  deliveries_.push_back({std::move(completion), std::move(result)});
+  changed_.notify_all();
+}
+
+}  // namespace Veltro::Internal::Testing

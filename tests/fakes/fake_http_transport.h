@@ -1,0 +1,94 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "platform/http_transport.h"
+
+namespace Veltro::Internal::Testing {
+
+/// An HTTP client without a network: it records requests and answers them from a script. Safe to
+/// use from any thread. Completions run on a thread of its own, outside any lock, so they may call
+/// back; nothing of the script ever runs inside `Get`.
+///
+/// A request takes the next scripted outcome; when the script is at its end, the responder's; when
+/// there is no responder, 200 with an empty body. Time-outs do not pass by themselves: a request
+/// left pending stays so until a test completes it, it is cancelled or the transport goes.
+class FakeHttpTransport : public HttpTransport {
+ public:
+  using Responder = std::function<HttpResult(const HttpRequest&)>;
+
+  FakeHttpTransport();
+  ~FakeHttpTransport() override;
+
+  RequestId Get(HttpRequest request, Completion completion) override;
+  void Cancel(RequestId id) override;
+
+  // The script, one line for each request to come.
+  void ScriptAnswer(std::int32_t status, std::string body = {});
+  void ScriptFailure(std::uint32_t error, std::string message = {});
+  void ScriptTimeout();
+  void ScriptPending();
+
+  /// Answers every request after the end of the script. Called on the caller's thread of `Get`,
+  /// outside the lock.
+  void SetResponder(Responder responder);
+
+  /// Ends the oldest request that was left pending; false when there is none.
+  bool CompletePending(HttpResult result);
+  bool AnswerPending(std::int32_t status, std::string body = {});
+
+  std::vector<HttpRequest> Requests();
+  std::size_t RequestCount();
+  std::size_t PendingCount();
+
+  /// The most requests that were ever under way at once, up to the call of their completion.
+  std::size_t MostInFlight();
+
+  /// Blocks until `count` requests have come; false when `deadline` of real time passes before.
+  bool WaitForRequests(std::size_t count,
+                       std::chrono::milliseconds deadline = std::chrono::seconds(5));
+
+  /// Blocks until the completions of `count` requests have returned.
+  bool WaitForCompletions(std::size_t count,
+                          std::chrono::milliseconds deadline = std::chrono::seconds(5));
+
+  static HttpResult Answer(std::int32_t status, std::string body = {});
+  static HttpResult Failure(std::uint32_t error, std::string message = {});
+
+ private:
+  struct Delivery {
+    Completion completion;
+    HttpResult result;
+  };
+
+  void Run();
+  void Script(std::optional<HttpResult> outcome);
+  std::optional<HttpResult> OutcomeFor(const HttpRequest& request);
+  void Deliver(Completion completion, HttpResult result);
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::optional<HttpResult>> script_;  // nothing: leave the request pending
+  Responder responder_;
+  std::vector<HttpRequest> requests_;
+  std::map<RequestId, Completion> pending_;
+  std::deque<Delivery> deliveries_;
+  RequestId lastId_ = 0;
+  std::size_t inFlight_ = 0;
+  std::size_t mostInFlight_ = 0;
+  std::size_t completed_ = 0;
+  bool stopping_ = false;
+  std::thread thread_;
+};
+
+}  // namespace Veltro::Internal::Testing
