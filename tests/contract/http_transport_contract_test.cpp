@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+#include "fakes/fake_http_transport.h"
+#include "platform/linux/http_transport_curl.h"
+#include "support/raw_server.h"
+#include "support/results.h"
+#include "support/scoped_variable.h"
+
+namespace Veltro::Internal::Testing {
+namespace {
+
+using Outcome = HttpResult::Outcome;
+using std::chrono::milliseconds;
+
+/// The fake, and how to make it answer.
+struct FakeSubject {
+  std::unique_ptr<HttpTransport> Make() {
+    auto transport = std::make_unique<FakeHttpTransport>();
+    fake = transport.get();
+    return transport;
+  }
+  std::string AnsweringUrl(const std::string& status, const std::string& body) {
+    fake->ScriptAnswer(std::stoi(status), body);
+    return "http://server/";
+  }
+  std::string SilentUrl() {
+    fake->ScriptPending();
+    return "http://server/";
+  }
+  bool WaitForRequests(std::size_t count) { return fake->WaitForRequests(count); }
+
+  FakeHttpTransport* fake = nullptr;
+};
+
+/// The real client on a server that takes its answers from the requested path.
+struct CurlSubject {
+  std::unique_ptr<HttpTransport> Make() { return std::make_unique<HttpTransportCurl>(""); }
+  std::string AnsweringUrl(const std::string& status, const std::string& body) {
+    return server.Url("/" + status + "/" + body);
+  }
+  std::string SilentUrl() { return server.Url("/silent"); }
+  bool WaitForRequests(std::size_t count) { return server.WaitForRequests(count); }
+
+  static RawServer::Reply ReplyTo(const std::string& head) {
+    const std::string path = head.substr(5, head.find(' ', 5) - 5);
+    if (path == "silent") return {};
+    const std::size_t slash = path.find('/');
+    return {RawServer::Answer(path.substr(0, slash) + " Reason", path.substr(slash + 1))};
+  }
+
+  ScopedVariable noProxy{"no_proxy", "127.0.0.1"};
+  RawServer server{ReplyTo};
+};
+
+template <class Subject>
+class HttpTransportContract : public testing::Test {
+ protected:
+  HttpRequest Answering(const std::string& status, const std::string& body = {}) {
+    return {subject.AnsweringUrl(status, body), {}, std::chrono::seconds(5)};
+  }
+  HttpRequest Silent() { return {subject.SilentUrl(), {}, std::chrono::seconds(5)}; }
+
+  Subject subject;
+  Results results;
+  std::unique_ptr<HttpTransport> transport = subject.Make();
+};
+
+using Subjects = testing::Types<FakeSubject, CurlSubject>;
+TYPED_TEST_SUITE(HttpTransportContract, Subjects);
+
+TYPED_TEST(HttpTransportContract, AnswersWithAnyStatus) {
+  for (const char* status : {"200", "206", "301", "404", "503"}) {
+    const HttpResult result = Fetch(*this->transport, this->Answering(status, "body"));
+    EXPECT_EQ(result.outcome, Outcome::Answered) << status;
+    EXPECT_EQ(result.status, std::stoi(status));
+    EXPECT_EQ(result.body, "body") << status;
+    EXPECT_TRUE(result.bodyIsWhole) << status;
+  }
+}
+
+TYPED_TEST(HttpTransportContract, TimeoutOfZeroOrLessCancelsWithoutARequest) {
+  for (const milliseconds timeout : {milliseconds(0), milliseconds(-1), milliseconds::min()}) {
+    EXPECT_EQ(Fetch(*this->transport, {"http://127.0.0.1:1/", {}, timeout}).outcome,
+              Outcome::Cancelled);
+  }
+}
+
+TYPED_TEST(HttpTransportContract, CancelsOneRequestInFlight) {
+  const auto id = this->transport->Get(this->Silent(), this->results.Collect());
+  ASSERT_TRUE(this->subject.WaitForRequests(1));
+  this->transport->Cancel(id);
+  ASSERT_TRUE(this->results.WaitFor(1));
+  EXPECT_EQ(this->results.At(0).outcome, Outcome::Cancelled);
+  EXPECT_EQ(Fetch(*this->transport, this->Answering("200")).status, 200);
+}
+
+TYPED_TEST(HttpTransportContract, CancelOfAnEndedOrUnknownRequestDoesNothing) {
+  const auto id = this->transport->Get(this->Answering("200"), this->results.Collect());
+  ASSERT_TRUE(this->results.WaitFor(1));
+  this->transport->Cancel(id);
+  this->transport->Cancel(id + 100);
+  EXPECT_EQ(Fetch(*this->transport, this->Answering("204")).status, 204);
+  EXPECT_EQ(this->results.Count(), 1U);
+}
+
+TYPED_TEST(HttpTransportContract, DroppingCancelsEverythingExactlyOnce) {
+  for (int i = 0; i < 3; ++i) this->transport->Get(this->Silent(), this->results.Collect());
+  ASSERT_TRUE(this->subject.WaitForRequests(1));
+  this->transport.reset();
+  ASSERT_EQ(this->results.Count(), 3U);
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(this->results.At(i).outcome, Outcome::Cancelled);
+  }
+}
+
+TYPED_TEST(HttpTransportContract, CompletionMayGetAndCancel) {
+  const HttpRequest first = this->Answering("200");
+  const HttpRequest silent = this->Silent();
+  const HttpRequest second = this->Answering("200", "second");
+  this->transport->Get(first, [&](HttpResult) {
+    const auto id = this->transport->Get(silent, this->results.Collect());
+    this->transport->Get(second, this->results.Collect());
+    this->transport->Cancel(id);
+  });
+  ASSERT_TRUE(this->results.WaitFor(2));
+  EXPECT_EQ(this->results.At(0).body + this->results.At(1).body, "second");
+}
+
+TYPED_TEST(HttpTransportContract, CompletionHoldsNothingOnceItHasRun) {
+  auto token = std::make_shared<int>(0);
+  this->transport->Get(this->Answering("200"),
+                       [token, collect = this->results.Collect()](HttpResult result) {
+                         collect(std::move(result));
+                       });
+  ASSERT_TRUE(this->results.WaitFor(1));
+  this->transport.reset();
+  EXPECT_EQ(token.use_count(), 1);
+}
+
+}  // namespace
+}  // namespace Veltro::Internal::Testing

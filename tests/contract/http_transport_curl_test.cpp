@@ -1,0 +1,267 @@
+#include "platform/linux/http_transport_curl.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "support/raw_server.h"
+#include "support/results.h"
+#include "support/scoped_variable.h"
+
+namespace Veltro::Internal::Testing {
+namespace {
+
+using Outcome = HttpResult::Outcome;
+using Reply = RawServer::Reply;
+using Then = RawServer::Then;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kShort{150};
+constexpr milliseconds kLong{5000};
+
+std::string Redirect(const std::string& status, const std::string& location) {
+  return RawServer::Answer(status, "moved", "Location: " + location + "\r\n");
+}
+
+std::string PathOf(const std::string& head) { return head.substr(4, head.find(' ', 4) - 4); }
+
+class HttpTransportCurlTest : public testing::Test {
+ protected:
+  HttpResult Get(RawServer& server, milliseconds timeout = kLong) {
+    return Fetch(transport, {server.Url(), {}, timeout});
+  }
+
+  ScopedVariable noProxy{"no_proxy", "127.0.0.1"};
+  HttpTransportCurl transport{""};
+};
+
+struct Row {
+  const char* name;
+  Reply reply;
+  milliseconds timeout;
+  Outcome outcome;
+  std::int32_t status = 0;
+  std::uint32_t error = 0;
+  std::string body = {};
+  bool bodyIsWhole = true;
+};
+
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
+Row Answered(const char* name, Reply reply, std::int32_t status, std::string body = {},
+             bool isWhole = true) {
+  return {name, std::move(reply), kLong, Outcome::Answered, status, 0, std::move(body), isWhole};
+}
+
+Row Failed(const char* name, Reply reply, std::uint32_t error) {
+  return {name, std::move(reply), kLong, Outcome::Failed, 0, error};
+}
+
+Row TimedOut(const char* name, Reply reply) {
+  return {name, std::move(reply), kShort, Outcome::Cancelled};
+}
+
+std::vector<Row> AnswerRows() {
+  const std::string megabyte(kMaxHttpBodyBytes, 'x');
+  const std::string chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
+  const std::string chunk = "1000\r\n" + std::string(0x1000, 'x') + "\r\n";
+  return {
+      Answered("NoContent", {"HTTP/1.1 204 No Content\r\n\r\n"}, 204),
+      Answered("BodyUpToClose", {"HTTP/1.0 200 OK\r\n\r\nrest", Then::Close}, 200, "rest"),
+      Answered("InformationalFirst",
+               {"HTTP/1.1 103 Early\r\n\r\n" + RawServer::Answer("200 OK", "a")}, 200, "a"),
+      Answered("BodyOfTheLimit", {RawServer::Answer("200 OK", megabyte)}, 200, megabyte),
+      Answered("BodyOverTheLimit", {RawServer::Answer("200 OK", megabyte + "y")}, 200, megabyte,
+               false),
+      Answered("EndlessBody", {chunk, Then::Close, 1'000'000, milliseconds(0), chunked}, 200,
+               megabyte, false),
+      Answered("RedirectToNowhere", {RawServer::Answer("307 Moved", "lost")}, 307, "lost"),
+      Answered("RedirectToFile", {Redirect("302 Moved", "file:///etc/passwd")}, 302, "moved"),
+      Answered("RedirectToFtp", {Redirect("302 Moved", "ftp://127.0.0.1/")}, 302, "moved"),
+      Answered("RedirectToRubbish", {Redirect("302 Moved", "http://")}, 302, "moved"),
+      Answered("NoRedirectStatus", {Redirect("304 Same", "/elsewhere")}, 304),
+      Failed("ClosedBeforeAnswer", {"", Then::Close}, kHttpConnectionClosed),
+      Failed("ResetBeforeAnswer", {"", Then::Reset}, kHttpConnectionReset),
+      Failed("ClosedInBody", {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", Then::Close},
+             kHttpConnectionReset),
+      Failed("GarbageStatusLine", {"GARBAGE\r\n\r\n", Then::Close}, kHttpUnknownError),
+      Failed("OldProtocol", {"<html>no head at all</html>", Then::Close}, kHttpUnknownError),
+      Failed("BadChunk", {chunked + "zz\r\n", Then::Close}, kHttpConnectionReset),
+      Failed("FloodOfHeaders",
+             {"HTTP/1.1 103 Early\r\nA: " + std::string(1000, 'a') + "\r\n\r\n", Then::Close, 400},
+             kHttpUnknownError),
+      TimedOut("Silence", {}),
+      TimedOut("SilenceInBody", {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf"}),
+      TimedOut("TrickleOfHeads",
+               {"HTTP/1.1 103 Early\r\n\r\n", Then::Close, 1000, milliseconds(10)}),
+      TimedOut("TrickleOfBody", {"1\r\nx\r\n", Then::Close, 1000, milliseconds(10), chunked}),
+  };
+}
+
+class AwkwardAnswer : public HttpTransportCurlTest, public testing::WithParamInterface<Row> {};
+
+TEST_P(AwkwardAnswer, EndsAsItShould) {
+  const Row& row = GetParam();
+  RawServer server([&](const std::string&) { return row.reply; });
+  const auto start = std::chrono::steady_clock::now();
+  const HttpResult result = Get(server, row.timeout);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, row.timeout + std::chrono::seconds(2));
+  EXPECT_EQ(result.outcome, row.outcome) << result.errorMessage;
+  EXPECT_EQ(result.status, row.status);
+  EXPECT_EQ(result.error, row.error) << std::hex << result.error << result.errorMessage;
+  EXPECT_TRUE(result.body == row.body) << result.body.size() << " bytes";
+  EXPECT_EQ(result.bodyIsWhole, row.bodyIsWhole);
+  EXPECT_EQ(result.errorMessage.empty(), row.outcome != Outcome::Failed);
+}
+
+INSTANTIATE_TEST_SUITE_P(, AwkwardAnswer, testing::ValuesIn(AnswerRows()),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_F(HttpTransportCurlTest, UrlsThatCannotBeAskedFail) {
+  struct {
+    std::string url;
+    std::uint32_t error;
+  } const rows[] = {
+      {"", kHttpBadUrl},
+      {"127.0.0.1/no/scheme", kHttpBadUrl},
+      {"file:///etc/passwd", kHttpBadUrl},
+      {"http://", kHttpBadUrl},
+      {"http://127.0.0.1:99999/", kHttpBadUrl},
+      {"http://127.0.0.1:1/", kHttpCannotConnect},
+      // Too long a label for any query: fails without asking a name server.
+      {"http://" + std::string(64, 'a') + "/", kHttpNameNotResolved},
+  };
+  for (const auto& row : rows) {
+    const HttpResult result = Fetch(transport, {row.url, {}, kLong});
+    EXPECT_EQ(result.outcome, Outcome::Failed) << row.url;
+    EXPECT_EQ(result.error, row.error) << row.url << ": " << result.errorMessage;
+  }
+}
+
+TEST_F(HttpTransportCurlTest, ServerWithoutTlsFailsAnHttpsRequest) {
+  RawServer server([](const std::string&) { return Reply{"no TLS here\r\n", Then::Close}; });
+  HttpRequest request{server.Url(), {}, kLong};
+  request.url.replace(0, 4, "https");
+  EXPECT_EQ(Fetch(transport, request).error, kHttpTlsFailed);
+}
+
+TEST_F(HttpTransportCurlTest, SequentialRequestsShareOneConnection) {
+  RawServer server([](const std::string&) { return Reply{RawServer::Answer("200 OK", "a")}; });
+  for (int i = 0; i < 10; ++i) ASSERT_EQ(Get(server).status, 200);
+  EXPECT_EQ(server.Connections(), 1);
+  EXPECT_EQ(server.Heads().size(), 10U);
+}
+
+TEST_F(HttpTransportCurlTest, ConnectionClosedWhileIdleIsReplacedUnnoticed) {
+  RawServer server([](const std::string&) {
+    return Reply{RawServer::Answer("200 OK"), Then::Close};
+  });
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Get(server).status, 200);
+}
+
+TEST_F(HttpTransportCurlTest, FollowsRedirectsToTheLimitAndNoFurther) {
+  for (const int redirects : {1, 10, 11}) {
+    RawServer server([&](const std::string& head) {
+      const int step = std::stoi(PathOf(head).substr(1));
+      if (step == redirects) return Reply{RawServer::Answer("200 OK", "arrived")};
+      return Reply{Redirect(step % 2 == 0 ? "301 Moved" : "307 Moved", std::to_string(step + 1))};
+    });
+    const HttpResult result = Fetch(transport, {server.Url("/0"), {}, kLong});
+    const bool arrives = redirects <= kMaxHttpRedirects;
+    EXPECT_EQ(result.outcome, arrives ? Outcome::Answered : Outcome::Failed) << redirects;
+    EXPECT_EQ(result.error, arrives ? 0 : kHttpRedirectFailed) << redirects;
+    EXPECT_EQ(result.body, arrives ? "arrived" : "") << redirects;
+  }
+}
+
+TEST_F(HttpTransportCurlTest, FollowsARedirectToAnotherServerWithTheSameHeaders) {
+  RawServer target([](const std::string&) { return Reply{RawServer::Answer("200 OK", "there")}; });
+  RawServer server([&](const std::string&) { return Reply{Redirect("302 Moved", target.Url())}; });
+  const HttpResult result = Fetch(transport, {server.Url(), {{"X-Token", "1"}}, kLong});
+  EXPECT_EQ(result.body, "there");
+  EXPECT_NE(target.Heads().at(0).find("\r\nX-Token: 1\r\n"), std::string::npos);
+}
+
+TEST_F(HttpTransportCurlTest, RedirectsShareOneDeadline) {
+  RawServer server([](const std::string& head) {
+    if (PathOf(head) == "/silent") return Reply{};
+    return Reply{Redirect("302 Moved", "/silent"), Then::KeepOpen, 1, milliseconds(200)};
+  });
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Get(server, milliseconds(300)).outcome, Outcome::Cancelled);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(480));
+}
+
+TEST(HttpTransferCurlTest, RedirectsStayOnTheWebAndNeverLeaveTls) {
+  struct {
+    const char* origin;
+    const char* target;
+    bool allowed;
+  } const rows[] = {
+      {"http://a/", "http://b/", true},   {"http://a/", "https://b/", true},
+      {"https://a/", "HTTPS://b/", true}, {"https://a/", "http://b/", false},
+      {"HTTPS://a/", "http://b/", false}, {"http://a/", "file:///etc/passwd", false},
+      {"http://a/", "ftp://b/", false},   {"http://a/", "httpx://b/", false},
+      {"http://a/", "http://", false},    {"http://a/", "http://b:99999/", false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(MayRedirect(row.origin, row.target), row.allowed) << row.origin << row.target;
+  }
+}
+
+TEST_F(HttpTransportCurlTest, HeadersLoseTheirControlCharacters) {
+  struct {
+    HttpHeader header;
+    std::string line;
+  } const rows[] = {
+      {{"X-Plain", "a b"}, "\r\nX-Plain: a b\r\n"},
+      {{"X-Broken", "a\r\nX-Evil: 1"}, "\r\nX-Broken: aX-Evil: 1\r\n"},
+      {{"X-Nul", std::string("a\0b\x7F", 4)}, "\r\nX-Nul: ab\r\n"},
+      {{"X-Na\r\nme", "v"}, "\r\nX-Name: v\r\n"},
+      {{"X-Empty", ""}, "\r\nX-Empty:\r\n"},
+      {{"User-Agent", "caf\xC3\xA9"}, "\r\nUser-Agent: caf\xC3\xA9\r\n"},
+  };
+  RawServer server([](const std::string&) { return Reply{RawServer::Answer("200 OK")}; });
+  for (const auto& row : rows) {
+    ASSERT_EQ(Fetch(transport, {server.Url(), {row.header}, kLong}).status, 200);
+    const std::string head = server.Heads().back();
+    EXPECT_NE(head.find(row.line), std::string::npos) << head;
+  }
+}
+
+TEST_F(HttpTransportCurlTest, HeadersOfOneRequestAreNotThoseOfTheNext) {
+  RawServer server([](const std::string&) { return Reply{RawServer::Answer("200 OK")}; });
+  Fetch(transport, {server.Url(), {{"X-First", "1"}}, kLong});
+  Fetch(transport, {server.Url(), {}, kLong});
+  EXPECT_EQ(server.Heads().at(1).find("X-First"), std::string::npos);
+}
+
+TEST_F(HttpTransportCurlTest, NetworkThreadTakesNoSignalsButThoseOfItsOwnCrash) {
+  Results results;
+  sigset_t blocked{};
+  transport.Get({"", {}, kLong}, [&, collect = results.Collect()](HttpResult result) {
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    collect(std::move(result));
+  });
+  ASSERT_TRUE(results.WaitFor(1));
+  for (const int signal : {SIGPIPE, SIGTERM, SIGINT, SIGCHLD, SIGALRM}) {
+    EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+  }
+  EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
+}
+
+TEST_F(HttpTransportCurlTest, SilentRequestHoldsUpNobodyElse) {
+  RawServer silent([](const std::string&) { return Reply{}; });
+  RawServer server([](const std::string&) { return Reply{RawServer::Answer("200 OK")}; });
+  Results results;
+  transport.Get({silent.Url(), {}, kLong}, results.Collect());
+  ASSERT_TRUE(silent.WaitForRequests(1));
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Get(server).status, 200);
+  EXPECT_EQ(results.Count(), 0U);
+}
+
+}  // namespace
+}  // namespace Veltro::Internal::Testing

@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "fakes/fake_settings.h"
+#include "platform/linux/settings_sqlite.h"
+#include "support/temporary_folder.h"
+
+namespace Veltro::Internal::Testing {
+namespace {
+
+struct FakeSubject {
+  std::unique_ptr<SettingsMap> Start() { return std::make_unique<FakeSettings>(store); }
+  std::shared_ptr<FakeSettingsStore> store = std::make_shared<FakeSettingsStore>();
+};
+
+struct SqliteSubject {
+  std::unique_ptr<SettingsMap> Start() {
+    auto folder = std::make_shared<DataFolder>(temporary.Path(), [] { return std::string(); });
+    return std::make_unique<SettingsSqlite>(
+        folder, [](const std::string& problem) { ADD_FAILURE() << problem; });
+  }
+  TemporaryFolder temporary;
+};
+
+template <class Subject>
+class SettingsMapContract : public testing::Test {
+ protected:
+  void Restart() {
+    map.reset();
+    map = subject.Start();
+  }
+
+  Subject subject;
+  std::unique_ptr<SettingsMap> map = subject.Start();
+};
+
+using Subjects = testing::Types<FakeSubject, SqliteSubject>;
+TYPED_TEST_SUITE(SettingsMapContract, Subjects);
+
+TYPED_TEST(SettingsMapContract, ValuesOfEachKindOutliveARestart) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  const std::vector<SettingValue> values = {std::u16string(u"text"),
+                                            std::u16string(),
+                                            std::u16string(u"1"),
+                                            std::u16string(u"\u00E4\U0001F600"),
+                                            std::u16string(u"a\0b", 3),
+                                            std::u16string(100'000, u'x'),
+                                            std::int32_t{0},
+                                            std::int32_t{1},
+                                            Limits::min(),
+                                            Limits::max(),
+                                            true,
+                                            false};
+  const auto keyOf = [](std::size_t i) { return std::u16string(u"key ") + char16_t(u'a' + i); };
+  for (std::size_t i = 0; i < values.size(); ++i) this->map->Insert(keyOf(i), values[i]);
+  for (int run = 0; run < 2; ++run) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      EXPECT_TRUE(this->map->HasKey(keyOf(i))) << i;
+      EXPECT_TRUE(this->map->Lookup(keyOf(i)) == values[i]) << i << " in run " << run;
+    }
+    this->Restart();
+  }
+}
+
+TYPED_TEST(SettingsMapContract, LaterValueReplacesOneOfAnotherKind) {
+  this->map->Insert(u"key", std::int32_t{1});
+  this->map->Insert(u"key", std::u16string(u"text"));
+  this->map->Insert(u"key", true);
+  EXPECT_TRUE(this->map->Lookup(u"key") == SettingValue(true));
+  this->Restart();
+  EXPECT_TRUE(this->map->Lookup(u"key") == SettingValue(true));
+}
+
+TYPED_TEST(SettingsMapContract, RemovedKeysStayRemoved) {
+  this->map->Remove(u"never there");
+  this->map->Insert(u"key", true);
+  this->map->Remove(u"key");
+  EXPECT_FALSE(this->map->HasKey(u"key"));
+  this->Restart();
+  EXPECT_FALSE(this->map->HasKey(u"key"));
+  EXPECT_EQ(this->map->Lookup(u"key"), std::nullopt);
+}
+
+TYPED_TEST(SettingsMapContract, KeysAreCaseSensitive) {
+  this->map->Insert(u"Key", std::int32_t{1});
+  this->map->Insert(u"key", std::int32_t{2});
+  this->Restart();
+  EXPECT_TRUE(this->map->Lookup(u"Key") == SettingValue(std::int32_t{1}));
+  EXPECT_FALSE(this->map->HasKey(u"KEY"));
+}
+
+TYPED_TEST(SettingsMapContract, ThreadsDoNotLoseEachOthersChanges) {
+  constexpr std::int32_t kChanges = 20;
+  std::vector<std::thread> threads;
+  for (char16_t name = u'a'; name < u'e'; ++name) {
+    threads.emplace_back([&, name] {
+      const std::u16string key(1, name);
+      for (std::int32_t i = 1; i <= kChanges; ++i) {
+        this->map->Insert(key, i);
+        EXPECT_TRUE(this->map->Lookup(key) == SettingValue(i));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  this->Restart();
+  for (const char16_t* key : {u"a", u"b", u"c", u"d"}) {
+    EXPECT_TRUE(this->map->Lookup(key) == SettingValue(kChanges));
+  }
+}
+
+}  // namespace
+}  // namespace Veltro::Internal::Testing
