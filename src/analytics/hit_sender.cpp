@@ -1,5 +1,6 @@
 #include "analytics/hit_sender.h"
 
+#include <optional>
 #include <string_view>
 
 #include "base/number_text.h"
@@ -147,24 +148,24 @@ HitSender::Next HitSender::Request(const HitStore::FirstHit& first) {
   RequestHandler request(transport_, std::move(url), kRequestTimeout);
   request.AddHeader("User-Agent", ToUtf8(device_.GetUserAgent()));
   request.AddHeader("Accept-Language", ToUtf8(device_.GetLanguageTag()));
-  std::future<std::int32_t> status;
+  std::optional<RequestTask<std::int32_t>> task;
   {
     const std::lock_guard lock(mutex_);
     if (stopping_) return Next::Stop;
-    status = request.GetStatusAsync();
+    task = request.GetStatusAsync();
     underWay_ = &request;
   }
-  status.wait();
+  task->Wait();
   bool stopping;
   {
     const std::lock_guard lock(mutex_);
     underWay_ = nullptr;
     stopping = stopping_;
   }
-  const std::int32_t answer = status.get();
+  const std::int32_t status = task->Get();
   // A request that was cancelled, or failed, because of the stop says nothing of its hit.
-  if (stopping && !IsSuccess(answer)) return Next::Stop;
-  return Judge(first, answer);
+  if (stopping && !IsSuccess(status)) return Next::Stop;
+  return Judge(first, status);
 }
 
 HitSender::Next HitSender::Judge(const HitStore::FirstHit& first, std::int32_t status) {

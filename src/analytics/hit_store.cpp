@@ -13,8 +13,8 @@ namespace Veltro::Internal {
 namespace {
 
 constexpr std::string_view kFileName = "VeltroDataCache.json";
-constexpr std::uint64_t kWorthCompacting = 64 * 1024;  // bytes of blanks
-constexpr std::size_t kCopyChunk = 64 * 1024;
+constexpr std::uint64_t kWorthCompacting = 64 * 1024ULL;  // bytes of blanks
+constexpr std::size_t kCopyChunk = 64 * 1024ULL;
 
 }  // namespace
 

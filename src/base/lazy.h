@@ -29,13 +29,6 @@ class Lazy {
   /// The object, or null when it has not been made.
   T* Peek() const { return published_.load(std::memory_order_acquire); }
 
-  /// Destroys the object. For owners that take their objects down in an order of their own; nobody
-  /// may use the slot meanwhile.
-  void Reset() {
-    published_.store(nullptr, std::memory_order_release);
-    object_.reset();
-  }
-
  private:
   std::mutex mutex_;
   std::atomic<T*> published_{nullptr};

@@ -66,7 +66,7 @@ std::u16string Identifiers::RetrieveAnalyticsIdFromServer() {
   if (!url) return {};
   try {
     RequestHandler request(transport_, *url, kServerTimeout);
-    return ParseIdentifier(request.GetStringAsync().get());
+    return ParseIdentifier(request.GetStringAsync().Get());
   } catch (const std::exception& error) {
     LogWarning("Analytics - Unable to retrieve aid from server (%s)", error.what());
     return {};

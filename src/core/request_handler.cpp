@@ -1,7 +1,7 @@
 #include "core/request_handler.h"
 
 #include <algorithm>
-#include <exception>
+#include <memory>
 #include <utility>
 
 #include "core/log.h"
@@ -22,26 +22,29 @@ std::string ReadBody(HttpResult& result) {
   return std::move(result.body);
 }
 
-/// The result of a request that ended; throws what its caller is to see.
+}  // namespace
+
 template <class T>
-T ReadResult(HttpResult& result, T (*read)(HttpResult&), const T& onTimeOut) {
-  if (result.outcome == HttpResult::Outcome::Cancelled) {
+T RequestTask<T>::Get() {
+  HttpResult answer = answer_.get();
+  if (answer.outcome == HttpResult::Outcome::Cancelled) {
     LogDebug("Request Handler - Request timed out");
-    return onTimeOut;
+    return std::move(onTimeOut_);
   }
-  if (result.outcome == HttpResult::Outcome::Failed) {
-    LogDebug("Request Handler - Error processing request (%s)", RequestErrorText(result.error));
-    throw PlatformError(result.error, std::string(RequestErrorText(result.error)));
+  if (answer.outcome == HttpResult::Outcome::Failed) {
+    LogDebug("Request Handler - Error processing request (%s)", RequestErrorText(answer.error));
+    throw PlatformError(answer.error, std::string(RequestErrorText(answer.error)));
   }
   try {
-    return read(result);
+    return read_(answer);
   } catch (const PlatformError& error) {
     LogDebug("Request Handler - Error processing request (%s)", error.what());
     throw;
   }
 }
 
-}  // namespace
+template class RequestTask<std::int32_t>;
+template class RequestTask<std::string>;
 
 RequestHandler::RequestHandler(HttpTransport& transport, std::string uri,
                                std::chrono::milliseconds timeout)
@@ -58,26 +61,18 @@ void RequestHandler::AddHeader(std::string_view name, std::string_view value) {
   }
 }
 
-std::future<std::int32_t> RequestHandler::GetStatusAsync() {
-  return Start<std::int32_t>(ReadStatus, kRequestTimeoutStatus);
+RequestTask<std::int32_t> RequestHandler::GetStatusAsync() {
+  return {Start(), ReadStatus, kRequestTimeoutStatus};
 }
 
-std::future<std::string> RequestHandler::GetStringAsync() {
-  return Start<std::string>(ReadBody, "");
-}
+RequestTask<std::string> RequestHandler::GetStringAsync() { return {Start(), ReadBody, ""}; }
 
 void RequestHandler::Cancel() { transport_.Cancel(id_); }
 
-template <class T>
-std::future<T> RequestHandler::Start(T (*read)(HttpResult&), T onTimeOut) {
-  const auto promise = std::make_shared<std::promise<T>>();
-  id_ = transport_.Get(std::move(request_), [promise, read, onTimeOut](HttpResult result) {
-    try {
-      promise->set_value(ReadResult(result, read, onTimeOut));
-    } catch (...) {
-      promise->set_exception(std::current_exception());
-    }
-  });
+std::future<HttpResult> RequestHandler::Start() {
+  const auto promise = std::make_shared<std::promise<HttpResult>>();
+  id_ = transport_.Get(std::move(request_),
+                       [promise](HttpResult answer) { promise->set_value(std::move(answer)); });
   return promise->get_future();
 }
 

@@ -2,21 +2,41 @@
 
 #include <cstdint>
 #include <future>
-#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/http_transport.h"
 
 namespace Veltro::Internal {
+
+/// A GET under way, whose result has the type T.
+template <class T>
+class RequestTask {
+ public:
+  /// How the result is read from an answer, and what it is after a time-out.
+  using Read = T (*)(HttpResult& answer);
+  RequestTask(std::future<HttpResult> answer, Read read, T onTimeOut)
+      : answer_(std::move(answer)), read_(read), onTimeOut_(std::move(onTimeOut)) {}
+
+  void Wait() const { answer_.wait(); }
+
+  /// Waits for the result, once. Throws `PlatformError`, with its HRESULT, when there is none.
+  T Get();
+
+ private:
+  std::future<HttpResult> answer_;
+  Read read_;
+  T onTimeOut_;
+};
 
 /// One HTTP GET: the single place where the library talks HTTP. Make a handler for a URI, add
 /// headers, start one GET, wait for the status or the body. Used by one caller at a time; may be
 /// dropped while the GET is under way, which goes on.
 ///
 /// A time-out or cancellation is never an error: it yields the status 408 or the empty body. Every
-/// other failure is logged here at debug level and raised from the future as a `PlatformError` with
-/// its HRESULT, so that each caller adds its own message and default.
+/// other failure is logged here at debug level and raised from the task, so that each caller adds
+/// its own message and default.
 class RequestHandler {
  public:
   /// `uri` is absolute and http or https; another one fails when the GET starts, with
@@ -27,18 +47,17 @@ class RequestHandler {
   void AddHeader(std::string_view name, std::string_view value);
 
   /// Starts a GET for the status of its answer. Every status is a normal result.
-  std::future<std::int32_t> GetStatusAsync();
+  RequestTask<std::int32_t> GetStatusAsync();
 
   /// Starts a GET for the whole body of its answer as text. An answer outside 200 to 299, or one
   /// longer than `kMaxHttpBodyBytes`, fails.
-  std::future<std::string> GetStringAsync();
+  RequestTask<std::string> GetStringAsync();
 
   /// Ends the GET under way as a time-out would.
   void Cancel();
 
  private:
-  template <class T>
-  std::future<T> Start(T (*read)(HttpResult&), T onTimeOut);
+  std::future<HttpResult> Start();
 
   HttpTransport& transport_;
   HttpRequest request_;

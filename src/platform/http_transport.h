@@ -37,7 +37,7 @@ struct HttpResult {
 };
 
 /// The most bytes of an answer's body that are taken, counted after decoding.
-inline constexpr std::size_t kMaxHttpBodyBytes = 1024 * 1024;
+inline constexpr std::size_t kMaxHttpBodyBytes = 1024 * 1024ULL;
 
 /// The most redirects that one request follows.
 inline constexpr int kMaxHttpRedirects = 10;

@@ -18,15 +18,15 @@ class RequestHandlerTest : public testing::Test {
 
 TEST_F(RequestHandlerTest, TakesEveryStatusAsAResult) {
   transport_.ScriptAnswer(404);
-  EXPECT_EQ(request_.GetStatusAsync().get(), 404);
+  EXPECT_EQ(request_.GetStatusAsync().Get(), 404);
   EXPECT_TRUE(output_.Lines().empty());
 }
 
 TEST_F(RequestHandlerTest, TurnsATimeOutInto408OrTheEmptyBody) {
   transport_.ScriptTimeout();
-  EXPECT_EQ(request_.GetStatusAsync().get(), 408);
+  EXPECT_EQ(request_.GetStatusAsync().Get(), 408);
   transport_.ScriptTimeout();
-  EXPECT_EQ(request_.GetStringAsync().get(), "");
+  EXPECT_EQ(request_.GetStringAsync().Get(), "");
   EXPECT_EQ(output_.Count("Veltro Debug: Request Handler - Request timed out\n"), 2);
 }
 
@@ -42,7 +42,7 @@ TEST_F(RequestHandlerTest, LogsAFailureWithItsTextAndRaisesItAgain) {
     output_.Clear();
     transport_.ScriptFailure(hresult);
     try {
-      request_.GetStatusAsync().get();
+      request_.GetStatusAsync().Get();
       ADD_FAILURE() << text;
     } catch (const PlatformError& error) {
       EXPECT_EQ(error.HResult(), hresult);
@@ -60,13 +60,13 @@ TEST_F(RequestHandlerTest, RefusesABodyThatIsCutOff) {
     result.bodyIsWhole = false;
     return result;
   });
-  EXPECT_THROW(request_.GetStringAsync().get(), PlatformError);
+  EXPECT_THROW(request_.GetStringAsync().Get(), PlatformError);
 }
 
 TEST_F(RequestHandlerTest, LetsALaterHeaderReplaceAnEarlierOne) {
   request_.AddHeader("User-Agent", "one");
   request_.AddHeader("User-Agent", "two");
-  request_.GetStatusAsync().get();
+  request_.GetStatusAsync().Get();
   ASSERT_EQ(transport_.Requests()[0].headers.size(), 1U);
   EXPECT_EQ(transport_.Requests()[0].headers[0].value, "two");
 }
