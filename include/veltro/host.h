@@ -1,0 +1,64 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "veltro/export.h"
+
+namespace Veltro {
+
+/// What an application may tell the library about itself and its surroundings, all of it optional.
+/// Every function may be called from any thread and never throws.
+class VELTRO_EXPORT Host {
+ public:
+  struct Options {
+    /// Where "VeltroConfig.json" and "AppxManifest.xml" lie. Default: the environment variable
+    /// VELTRO_PACKAGE_DIR, else the folder of the executable.
+    std::filesystem::path packageFolder;
+
+    /// Where the library keeps its files. Default: the environment variable VELTRO_DATA_DIR, else
+    /// "<application title>/veltro" in XDG_DATA_HOME (~/.local/share).
+    std::filesystem::path dataFolder;
+
+    /// The application's title and version ("1.2.3.4"), in place of the manifest's.
+    std::string applicationTitle, applicationVersion;
+
+    /// The device, in place of what the system reports.
+    std::string deviceManufacturer, deviceModel;
+
+    /// What follows the client code in the name of the content server. Default: the environment
+    /// variable VELTRO_TARGET_EDGE_DOMAIN, else the built-in suffix.
+    std::string targetEdgeDomain;
+
+    /// A file of certificates (PEM) to trust in place of the system's.
+    std::string caFile;
+
+    /// Takes the log lines, UTF-8 without line feed at the end, in place of standard error. Called
+    /// from any thread; must not call the library.
+    std::function<void(std::string_view line)> logSink;
+  };
+
+  enum class FlushResult {
+    Done,        ///< everything is sent
+    TimedOut,    ///< the deadline passed first
+    Offline,     ///< the server cannot be reached or has trouble; the records wait on disk
+    NotAllowed,  ///< the privacy status forbids sending; the records wait on disk
+  };
+
+  /// Sets the options, before the first use of the library. Afterwards it returns false and changes
+  /// nothing.
+  static bool Configure(Options options);
+
+  /// The size of the application's window in pixels, before the first record is made. Without it
+  /// the resolution is "Unknown".
+  static void SetWindowSize(double width, double height);
+
+  /// Waits until all calls so far are on disk and the queue is sent, whatever the batch limit, no
+  /// longer than `deadline`.
+  static FlushResult Flush(std::chrono::milliseconds deadline);
+};
+
+}  // namespace Veltro

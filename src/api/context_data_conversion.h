@@ -1,0 +1,19 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "base/string_map.h"
+#include "veltro/context_data.h"
+
+namespace Veltro::Internal {
+
+/// The host's context data as the library keeps it: UTF-16, with values as text. Integers are
+/// written in decimal, float and double as the shortest text that reads back to the same value,
+/// booleans as "true" or "false". Values of other kinds are left out without a message.
+StringMap ConvertContextData(const ContextData& data);
+
+/// One value in the same form; nothing for a kind that is left out.
+std::optional<std::u16string> ContextDataText(const Value& value);
+
+}  // namespace Veltro::Internal

@@ -1,0 +1,159 @@
+#include "api/runtime.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <mutex>
+#include <utility>
+
+#include "api/host_options.h"
+#include "core/log.h"
+
+namespace Veltro::Internal {
+namespace {
+
+/// The most that the end of the process waits for accepted calls to reach the disk.
+constexpr std::chrono::milliseconds kExitTimeout{250};
+
+constinit std::atomic<Runtime*> current{nullptr};
+constinit std::mutex currentMutex;
+
+/// A time-out that several waits share.
+class Deadline {
+ public:
+  Deadline(Clock& clock, std::chrono::milliseconds timeout)
+      : clock_(clock), end_(clock.Monotonic() + timeout) {}
+
+  std::chrono::milliseconds Remaining() const { return end_ - clock_.Monotonic(); }
+
+ private:
+  Clock& clock_;
+  const std::chrono::milliseconds end_;
+};
+
+void SaveAtExit() {
+  if (Runtime* runtime = Runtime::Peek()) runtime->WaitUntilSaved(kExitTimeout);
+}
+
+}  // namespace
+
+Runtime::LogRoute::LogRoute(DebugOutput& output) { SetDebugOutput(&output); }
+
+Runtime::LogRoute::~LogRoute() { SetDebugOutput(nullptr); }
+
+Runtime::Runtime(Platform platform)
+    : platform_(std::move(platform)), logRoute_(*platform_.debugOutput) {}
+
+Runtime& Runtime::Current() {
+  if (Runtime* runtime = Peek()) return *runtime;
+  const std::lock_guard lock(currentMutex);
+  if (Runtime* runtime = Peek()) return *runtime;
+  auto* const runtime = new Runtime(MakeHostPlatform());
+  current.store(runtime, std::memory_order_release);
+  std::atexit(SaveAtExit);
+  return *runtime;
+}
+
+Runtime* Runtime::ReplaceCurrent(Runtime* runtime) { return current.exchange(runtime); }
+
+Runtime* Runtime::Peek() { return current.load(std::memory_order_acquire); }
+
+const Configuration& Runtime::GetConfiguration() {
+  return configuration_.Get(
+      [this] { return LoadConfiguration(*platform_.package, GetSettings()); });
+}
+
+SettingsStore& Runtime::GetSettings() {
+  return settings_.Get([this] { return SettingsStore(*platform_.settings); });
+}
+
+DeviceInformation& Runtime::GetDeviceInformation() {
+  return deviceInformation_.Get([this] {
+    return DeviceInformation(*platform_.deviceFacts, *platform_.package, *platform_.clock);
+  });
+}
+
+Identifiers& Runtime::GetIdentifiers() {
+  return identifiers_.Get([this] {
+    return Identifiers(GetSettings(), *platform_.httpTransport, *platform_.randomSource,
+                       [this] { return IdentifierUrl(); });
+  });
+}
+
+Privacy& Runtime::GetPrivacy() {
+  return privacy_.Get([this] {
+    return Privacy(GetConfiguration(), GetSettings(),
+                   [this](VeltroPrivacyStatus status) { OnPrivacySet(status); });
+  });
+}
+
+HitStore& Runtime::GetHitStore() {
+  return hitStore_.Get([this] { return HitStore(*platform_.localFolder); });
+}
+
+HitSender& Runtime::GetHitSender() {
+  return hitSender_.Get([this] {
+    return HitSender(GetHitStore(), GetConfiguration(), GetPrivacy(), GetDeviceInformation(),
+                     *platform_.deviceFacts, *platform_.httpTransport, *platform_.clock);
+  });
+}
+
+HitQueue& Runtime::GetHitQueue() {
+  return hitQueue_.Get([this] {
+    return HitQueue(GetHitStore(), GetHitSender(), GetConfiguration(), GetPrivacy(),
+                    *platform_.clock);
+  });
+}
+
+Tracker& Runtime::GetTracker() {
+  return tracker_.Get([this] {
+    return Tracker(
+        {GetConfiguration(), GetPrivacy(), GetSettings(), GetIdentifiers(), GetDeviceInformation(),
+         lastLifecycleData_, *platform_.randomSource, *platform_.clock},
+        GetHitQueue());
+  });
+}
+
+std::size_t Runtime::QueuedHitCount(std::chrono::milliseconds timeout) {
+  const Deadline deadline(*platform_.clock, timeout);
+  sharedQueue_.Post([this] { GetHitQueue(); });
+  sharedQueue_.WaitUntilDone(deadline.Remaining());
+  HitQueue* const queue = hitQueue_.Peek();
+  return queue == nullptr ? 0 : queue->QueuedHitCount(deadline.Remaining());
+}
+
+std::u16string Runtime::VisitorId(std::chrono::milliseconds timeout) {
+  if (!GetSettings().LoadedVisitorId()) {
+    sharedQueue_.Post([this] { GetSettings().GetStoredVisitorId(); });
+    sharedQueue_.WaitUntilDone(timeout);
+  }
+  return GetSettings().LoadedVisitorId().value_or(u"");
+}
+
+HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
+  const Deadline deadline(*platform_.clock, timeout);
+  if (!WaitUntilSaved(timeout)) return HitSender::DrainResult::TimedOut;
+  if (GetPrivacy().Permission() != SendPermission::Send) return HitSender::DrainResult::NotAllowed;
+  GetHitSender().Start();
+  return GetHitSender().WaitUntilDrained(deadline.Remaining());
+}
+
+bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
+  const Deadline deadline(*platform_.clock, timeout);
+  if (!sharedQueue_.WaitUntilDone(timeout)) return false;
+  HitQueue* const queue = hitQueue_.Peek();
+  return queue == nullptr || queue->WaitUntilSaved(deadline.Remaining());
+}
+
+/// Where the analytics identifier is asked for, while data may leave the device.
+std::optional<std::string> Runtime::IdentifierUrl() {
+  if (GetPrivacy().Permission() != SendPermission::Send) return std::nullopt;
+  const Configuration& config = GetConfiguration();
+  return (config.ssl ? "https://" : "http://") + config.server + "/id";
+}
+
+void Runtime::OnPrivacySet(VeltroPrivacyStatus status) {
+  if (status == VeltroPrivacyStatus::OptOut) GetHitQueue().ClearHits();
+  GetHitQueue().StartSendingIfReady();
+}
+
+}  // namespace Veltro::Internal
