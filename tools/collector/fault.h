@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Veltro::Collector {
+
+/// What goes wrong with an answer.
+struct Fault {
+  enum class Kind {
+    Status,   ///< answers with `status`, and with `location` as Location header unless empty
+    Delay,    ///< answers as usual, `delay` later
+    Silence,  ///< never answers, keeps the connection open until the client leaves it
+    Reset,    ///< resets the connection instead of answering
+    Close,    ///< closes the connection instead of answering
+  };
+
+  Kind kind = Kind::Status;
+  std::int32_t status = 500;
+  std::string location{};
+  std::chrono::milliseconds delay{0};
+  std::size_t times = 1;  ///< how many answers it spoils; 0: all until the faults are cleared
+};
+
+/// Reads one object or an array of objects such as {"kind": "status", "status": 500, "times": 2}.
+/// Members: "kind" (the kinds above in lower case), "status" (200 to 599), "location",
+/// "milliseconds" (of a delay, up to ten minutes), "times" (up to a million). One bad fault
+/// refuses them all: throws a std::exception that tells why.
+std::vector<Fault> ParseFaults(std::string_view json);
+
+/// Faults waiting to be used up in order. Safe to use from any thread.
+class FaultQueue {
+ public:
+  /// Adds `faults` behind those that wait.
+  void Push(const std::vector<Fault>& faults);
+
+  void Clear();
+
+  /// The fault for the next answer, if any; it counts as used.
+  std::optional<Fault> Take();
+
+ private:
+  std::mutex mutex_;
+  std::deque<Fault> faults_;
+};
+
+}  // namespace Veltro::Collector
