@@ -1,0 +1,33 @@
+# Functions that declare the project's targets, so that every target is built by the same rules.
+
+# What every target of the project is compiled with.
+add_library(veltro_options INTERFACE)
+target_compile_features(veltro_options INTERFACE cxx_std_20)
+target_compile_options(veltro_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -ffunction-sections -fdata-sections)
+target_link_options(veltro_options INTERFACE "LINKER:--gc-sections")
+if(VELTRO_SANITIZE)
+  target_compile_options(veltro_options INTERFACE
+    -fsanitize=${VELTRO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(veltro_options INTERFACE -fsanitize=${VELTRO_SANITIZE})
+endif()
+
+# veltro_layer(NAME SOURCES ... [LIBRARIES ...])
+#
+# One folder of src as an object library. Which other layers it may use stands in src/LAYERS;
+# LIBRARIES names the outside libraries that it, and nobody else, calls.
+function(veltro_layer name)
+  cmake_parse_arguments(PARSE_ARGV 1 LAYER "" "" "SOURCES;LIBRARIES")
+  string(REPLACE "/" "_" target "veltro_${name}")
+  add_library(${target} OBJECT ${LAYER_SOURCES})
+  set_target_properties(${target} PROPERTIES
+    POSITION_INDEPENDENT_CODE ON
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/src")
+  target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/include")
+  target_link_libraries(${target} PRIVATE veltro_options ${LAYER_LIBRARIES} Threads::Threads)
+  set_property(GLOBAL APPEND PROPERTY VELTRO_LAYERS ${target})
+  set_property(GLOBAL APPEND PROPERTY VELTRO_LIBRARIES ${LAYER_LIBRARIES})
+endfunction()

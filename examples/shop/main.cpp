@@ -1,0 +1,116 @@
+// A shop that measures what its visitor does: screens, actions with data of every kind, and the
+// visitor's privacy choice. Run it with a collector at the server that its VeltroConfig.json names.
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <thread>
+
+#include "veltro/veltro.h"
+
+using Veltro::Analytics;
+using Veltro::Config;
+using Veltro::ContextData;
+using Veltro::Host;
+using Veltro::VeltroPrivacyStatus;
+
+namespace {
+
+/// Numbers the visitor's steps, so that a reader of the hits sees that none is missing.
+class Visit {
+ public:
+  explicit Visit(int firstStep) : step_(firstStep - 1) {}
+
+  void See(const std::string& screen, ContextData data = {}) {
+    Analytics::TrackState(screen, Numbered(std::move(data)));
+    std::cout << "  sees " << screen << std::endl;
+  }
+
+  void Do(const std::string& action, ContextData data = {}) {
+    Analytics::TrackAction(action, Numbered(std::move(data)));
+    std::cout << "  does " << action << std::endl;
+  }
+
+  int Tracked() const { return tracked_; }
+
+ private:
+  ContextData Numbered(ContextData data) {
+    ++tracked_;
+    data["shop.step"] = ++step_;
+    return data;
+  }
+
+  int step_;
+  int tracked_ = 0;
+};
+
+/// The visitor has not been asked yet: everything is collected, and nothing leaves the device.
+void Browse(Visit& visit) {
+  visit.See("");  // the start screen goes by the application's own name
+  visit.See("Catalogue", {{"catalogue.section", "Garden & Home"}});
+  visit.See("Product", {{"product.name", "Gie\u00DFkanne \U0001F331"}, {"product.id", 4711}});
+  visit.Do("product.rate", {{"rating.stars", std::int16_t{5}},
+                            {"rating.count", std::uint16_t{1204}},
+                            {"rating.average", 4.5F},
+                            {"rating.sum", 5418.0},
+                            {"rating.user", std::int64_t{9007199254740993}},
+                            {"rating.total", std::uint64_t{18446744073709551615U}},
+                            {"rating.page", 3U},
+                            {"rating.verified", true}});
+  visit.Do("cart.add", {{"&&products", ";watering can;1;19.90"},
+                        {"&&events", "scAdd"},
+                        {"cart", "open"},
+                        {"cart.items", 1}});
+  visit.Do("cart.note", {{"cart note!", "please wrap: \"100%\" = gift?"}});
+  visit.See("Cart");
+}
+
+/// The visitor has been asked, and changes their mind once.
+void Buy(Visit& visit) {
+  Config::SetPrivacyStatus(VeltroPrivacyStatus::OptIn);
+  Config::SetUserIdentifier("visitor-17");
+  visit.See("Checkout");
+  visit.Do("purchase", {{"&&purchaseID", "2026-0017"}, {"order.total", 19.9}});
+  std::cout << "  the queue is "
+            << (Host::Flush(std::chrono::seconds(10)) == Host::FlushResult::Done ? "sent"
+                                                                                 : "not sent yet")
+            << std::endl;
+
+  Config::SetPrivacyStatus(VeltroPrivacyStatus::OptOut);
+  Analytics::TrackState("Secret wishes");  // refused: nothing of it is kept
+  std::cout << "  opted out: " << Analytics::GetTrackingQueueSize() << " hits are kept"
+            << std::endl;
+  Config::SetPrivacyStatus(VeltroPrivacyStatus::OptIn);
+  visit.See("Goodbye");
+}
+
+int Usage() {
+  std::cerr << "usage: shop browse | shop buy [first step]\n"
+               "  browse  looks around before the visitor has been asked, then waits to be ended\n"
+               "  buy     opts in, buys and leaves\n";
+  return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string command = argc > 1 ? argv[1] : "";
+  Config::DebugLogging(std::getenv("SHOP_DEBUG") != nullptr);
+  Host::SetWindowSize(1280, 720);
+  Visit visit(argc > 2 ? std::atoi(argv[2]) : 1);
+  if (command == "browse") {
+    Browse(visit);
+    std::cout << Analytics::GetTrackingQueueSize() << " hits wait on disk" << std::endl;
+    std::cout << visit.Tracked() << " hits tracked" << std::endl;
+    std::this_thread::sleep_for(std::chrono::minutes(10));
+  } else if (command == "buy") {
+    Buy(visit);
+    Host::Flush(std::chrono::seconds(10));
+    std::cout << visit.Tracked() << " hits tracked" << std::endl;
+  } else {
+    return Usage();
+  }
+  return 0;
+}
