@@ -88,7 +88,7 @@ class HitStore {
   std::uint64_t end_ = 0;       // where the tail of the document lies
   std::uint64_t shift_ = 0;     // what to take from an element's offset: grows as blanks go
   bool fileIsCurrent_ = false;  // the file parses to the queue
-  bool troubleLogged_ = false;       // the disk refuses, which is logged once
+  bool troubleLogged_ = false;  // the disk refuses, which is logged once
   std::atomic<std::size_t> size_{0};
   std::atomic<bool> needsSync_{false};
 };

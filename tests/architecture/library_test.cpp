@@ -27,7 +27,8 @@ bool StartsWithAny(const std::string& text, const std::vector<std::string>& begi
 }
 
 TEST(SharedLibrary, ExportsItsOwnNamesOnly) {
-  const auto symbols = LinesOf("nm -D --defined-only --demangle --format=just-symbols " VELTRO_LIBRARY);
+  const auto symbols =
+      LinesOf("nm -D --defined-only --demangle --format=just-symbols " VELTRO_LIBRARY);
   std::size_t own = 0;
   for (const std::string& symbol : symbols) {
     const bool isOwn = StartsWithAny(

@@ -114,16 +114,6 @@ TEST_F(HitRoadTest, TriesAgainAfterTheCooldownWithOfflineTrackingOn) {
   EXPECT_EQ(app_.Server().Attempts().size(), 3U);
 }
 
-TEST_F(HitRoadTest, DropsARefusedHitWithOfflineTrackingOff) {
-  Start(kOnline);
-  app_.Server().PushFaults({{.status = 500}});
-  Analytics::TrackState("refused");
-  Analytics::TrackState("2");
-  EXPECT_TRUE(app_.WaitForHits(1));
-  EXPECT_EQ(Pages(), std::vector<std::string>{"2"});
-  EXPECT_EQ(app_.Received()[0].find("&ts="), std::string::npos);
-}
-
 TEST_F(HitRoadTest, TakesA307WithoutLocationAsSuccess) {
   Start(kOffline);
   app_.Server().PushFaults({{.status = 307}});
@@ -239,32 +229,6 @@ TEST_F(HitRoadTest, AnswersWhatTheApplicationAsks) {
   EXPECT_EQ(app_.QueueSize(), 1);
 }
 
-TEST_F(HitRoadTest, TakesBadConfigurationFilesWithTheirLogLine) {
-  struct Row {
-    const char* name;
-    const char* file;
-    const char* line;
-  };
-  const Row rows[] = {
-      {"missing", nullptr, "Config - Unable to find local VeltroConfig.json file"},
-      {"empty", "", "Config - Unable to parse local config file (empty or malformed json)"},
-      {"broken", "{\"analytics\":{", "Config - Unable to parse local config file"},
-      {"wrong type", "{\"analytics\":[]}", "Config - Analytics not configured"},
-      {"no server", R"({"analytics":{"rsids":"s"}})", "Config - Target not configured"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    app_.StartWithFile(row.file);
-    const int refused =
-        app_.CountLogged("Analytics - Your config file is not set up to use Analytics");
-    Analytics::TrackState("1");
-    EXPECT_EQ(app_.QueueSize(), 0);
-    EXPECT_TRUE(app_.Logged(row.line));
-    EXPECT_EQ(app_.CountLogged("Analytics - Your config file is not set up to use Analytics"),
-              refused + 1);
-  }
-}
-
 TEST_F(HitRoadTest, RemovesHitsForAServerThatMakesNoUrl) {
   app_.Start(R"({"rsids":"s","server":"not a host","offlineEnabled":true})");
   Analytics::TrackState("1");
@@ -294,6 +258,16 @@ TEST_F(HitRoadTest, GoesOnInMemoryWhenNothingCanBeWritten) {
   EXPECT_EQ(app_.Server().Hits()[2].variables.at("vid"), "Ann");
   EXPECT_EQ(app_.CountLogged("Veltro Error: "), 1);
   EXPECT_EQ(app_.CountLogged("Unable to store settings"), 1);
+}
+
+TEST_F(HitRoadTest, DropsARefusedHitWithOfflineTrackingOff) {
+  Start(kOnline);
+  app_.Server().PushFaults({{.status = 500}});
+  Analytics::TrackState("refused");
+  Analytics::TrackState("2");
+  EXPECT_TRUE(app_.WaitForHits(1));
+  EXPECT_EQ(Pages(), std::vector<std::string>{"2"});
+  EXPECT_EQ(app_.Received()[0].find("&ts="), std::string::npos);
 }
 
 }  // namespace

@@ -142,7 +142,8 @@ HttpTransferCurl::Next HttpTransferCurl::StartLeg(const char* url) {
   if (left <= milliseconds(0)) return Next::Ended;
   curl_easy_setopt(Easy(), CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
   const CURLcode code = curl_easy_setopt(Easy(), CURLOPT_URL, url);
-  if (code != CURLE_OK) return Failed(HttpErrorOf(code), curl_easy_strerror(code));
+  // Refused for good, such as one of more than 8 MB.
+  if (code != CURLE_OK) return Failed(kHttpBadUrl, curl_easy_strerror(code));
   return Next::AnotherLeg;
 }
 

@@ -216,15 +216,6 @@ TEST_F(HitSenderTest, RepairsTimestampsThatGoBackAndSavesThemBeforeSending) {
   EXPECT_EQ(Sent()[2], "s3?&ts=101&AQE=1");
 }
 
-TEST_F(HitSenderTest, DropsStaleHitsUnsentWithOfflineTrackingOff) {
-  config_.offlineEnabled = false;
-  Start();
-  queue_->EnqueueHit("stale", kNow - 6);
-  queue_->EnqueueHit("just in time", kNow - 5);
-  EXPECT_EQ(LeftAfterDraining(), 0U);
-  EXPECT_EQ(Sent(), std::vector<std::string>{"just in time"});
-}
-
 TEST_F(HitSenderTest, ForgetsAClearedHitUnderWay) {
   for (const std::int32_t answer : {200, 500}) {
     SCOPED_TRACE(answer);

@@ -154,12 +154,6 @@ TEST_F(HitStoreTest, LoadsWhatItCanOfADamagedFileAndLogsOnce) {
   EXPECT_EQ(Drain(store), (std::vector<QueuedHit>{{"a", 1}}));
 }
 
-TEST_F(HitStoreTest, CreatesAMissingFileQuietly) {
-  HitStore store(folder_);
-  EXPECT_EQ(disk_->Contents(kFile), R"({"Hits":[]})");
-  EXPECT_TRUE(log_.Lines().empty());
-}
-
 TEST_F(HitStoreTest, GoesOnInMemoryWhileTheDiskRefusesAndWritesAllAfterwards) {
   HitStore store(folder_);
   store.Append(MakeHit(1));

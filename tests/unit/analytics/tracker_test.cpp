@@ -100,13 +100,6 @@ TEST_F(TrackerTest, CarriesPrivacyModeAndVisitorIdentifierAsTheyStand) {
             "&c.&a.&privacy.&mode=unknown&.privacy&.a&.c&AQE=1");
 }
 
-TEST_F(TrackerTest, LeavesTheTimestampOutWithOfflineTrackingOff) {
-  config_.offlineEnabled = false;
-  tracker_.TrackState(u"Home", {});
-  EXPECT_EQ(LastHit().find("&ts="), std::string::npos);
-  EXPECT_EQ(timestamp_, 1'600'000'000);
-}
-
 TEST_F(TrackerTest, SeedsTheRandomPartWithTheNumberOfTheHit) {
   for (std::uint32_t number = 1; number <= 3; ++number) {
     tracker_.TrackState(u"Home", {});

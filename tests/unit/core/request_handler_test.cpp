@@ -16,12 +16,6 @@ class RequestHandlerTest : public testing::Test {
   RequestHandler request_{transport_, "http://c.example/", std::chrono::seconds(5)};
 };
 
-TEST_F(RequestHandlerTest, TakesEveryStatusAsAResult) {
-  transport_.ScriptAnswer(404);
-  EXPECT_EQ(request_.GetStatusAsync().Get(), 404);
-  EXPECT_TRUE(output_.Lines().empty());
-}
-
 TEST_F(RequestHandlerTest, TurnsATimeOutInto408OrTheEmptyBody) {
   transport_.ScriptTimeout();
   EXPECT_EQ(request_.GetStatusAsync().Get(), 408);
@@ -61,14 +55,6 @@ TEST_F(RequestHandlerTest, RefusesABodyThatIsCutOff) {
     return result;
   });
   EXPECT_THROW(request_.GetStringAsync().Get(), PlatformError);
-}
-
-TEST_F(RequestHandlerTest, LetsALaterHeaderReplaceAnEarlierOne) {
-  request_.AddHeader("User-Agent", "one");
-  request_.AddHeader("User-Agent", "two");
-  request_.GetStatusAsync().Get();
-  ASSERT_EQ(transport_.Requests()[0].headers.size(), 1U);
-  EXPECT_EQ(transport_.Requests()[0].headers[0].value, "two");
 }
 
 }  // namespace
