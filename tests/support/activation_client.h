@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <functional>
-#include <memory>
 #include <string>
 #include <utility>
 #include <variant>
@@ -121,22 +120,18 @@ class Map final
   std::size_t position_ = 0;
 };
 
+using PrivacyOperation = IAsyncOperation<VeltroPrivacyStatus>;
+using PrivacyHandler = IAsyncOperationCompletedHandler<VeltroPrivacyStatus>;
+
 /// Runs an action on whatever thread the library calls it.
-template <class T>
-struct Handler final : Counted<IAsyncOperationCompletedHandler<T>> {
-  explicit Handler(std::function<void(IAsyncOperation<T>*)> run) : action(std::move(run)) {}
-  HRESULT Invoke(IAsyncOperation<T>* operation, AsyncStatus status) noexcept override {
+struct Handler final : Counted<PrivacyHandler> {
+  explicit Handler(std::function<void(PrivacyOperation*)> run) : action(std::move(run)) {}
+  HRESULT Invoke(PrivacyOperation* operation, AsyncStatus status) noexcept override {
     EXPECT_EQ(status, AsyncStatus::Completed);
     return action(operation), kOk;
   }
-  const std::function<void(IAsyncOperation<T>*)> action;
+  const std::function<void(PrivacyOperation*)> action;
 };
-
-struct Release {
-  void operator()(IUnknown* object) const { object->Release(); }
-};
-template <class Interface>
-using Owned = std::unique_ptr<Interface, Release>;
 
 /// A fast-pass string, which the library must not keep.
 struct Text {
