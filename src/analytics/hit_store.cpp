@@ -31,13 +31,20 @@ HitStore::HitStore(LocalFolder& folder) : folder_(folder) {
 void HitStore::Load() {
   const std::optional<std::string> text = folder_.Read(kFileName);
   if (!text) return SaveWhole();
-  if (auto elements = IndexHitDocument(*text)) {
-    file_ = folder_.Open(kFileName);
-    elements_.assign(elements->begin(), elements->end());
-    end_ = text->size() - kHitDocumentTail.size();
-    fileIsCurrent_ = file_ != nullptr;
-  } else {
-    LoadForeign(*text);
+  const auto elements = IndexHitDocument(*text);
+  if (elements) file_ = OpenForEditing();
+  if (!file_) return LoadForeign(*text);
+  elements_.assign(elements->begin(), elements->end());
+  end_ = text->size() - kHitDocumentTail.size();
+  fileIsCurrent_ = true;
+}
+
+/// The file; null when it may only be read, so that its hits have to be kept in memory.
+std::unique_ptr<LocalFile> HitStore::OpenForEditing() {
+  try {
+    return folder_.Open(kFileName);
+  } catch (const PlatformError&) {
+    return nullptr;
   }
 }
 

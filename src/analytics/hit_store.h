@@ -66,6 +66,7 @@ class HitStore {
  private:
   void Load();
   void LoadForeign(std::string_view text);
+  std::unique_ptr<LocalFile> OpenForEditing();
   std::size_t Count() const { return elements_.size() + unsaved_.size(); }
   std::uint64_t FileOffset(const HitElement& element) const { return element.offset - shift_; }
   std::uint64_t LiveStart() const;

@@ -87,6 +87,7 @@ TEST_F(HitRoadTest, HoldsTheQueueUntilTheBatchIsFull) {
   EXPECT_EQ(app_.Server().RequestCount(Collector::RequestKind::Hit), 0U);
   Analytics::TrackState("3");
   EXPECT_TRUE(app_.Server().WaitForHits(3, 10s));
+  EXPECT_TRUE(app_.WaitForHits(3));  // the answer to the last has arrived, too
   EXPECT_EQ(Pages(), (std::vector<std::string>{"1", "2", "3"}));
 
   app_.Start(R"({"rsids":"s","server":"SERVER","offlineEnabled":true,"batchLimit":-1})");

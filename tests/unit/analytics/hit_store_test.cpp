@@ -154,6 +154,14 @@ TEST_F(HitStoreTest, LoadsWhatItCanOfADamagedFileAndLogsOnce) {
   EXPECT_EQ(Drain(store), (std::vector<QueuedHit>{{"a", 1}}));
 }
 
+TEST_F(HitStoreTest, KeepsTheHitsOfAFileThatMayOnlyBeRead) {
+  HitStore(folder_).Append(MakeHit(1));
+  disk_->FailAtOperation(2, Testing::FakeDisk::Repeat::ForGood);  // it can be read, then nothing
+  HitStore store(folder_);
+  store.Append(MakeHit(2));
+  EXPECT_EQ(Drain(store), (std::vector{MakeHit(1), MakeHit(2)}));
+}
+
 TEST_F(HitStoreTest, GoesOnInMemoryWhileTheDiskRefusesAndWritesAllAfterwards) {
   HitStore store(folder_);
   store.Append(MakeHit(1));
