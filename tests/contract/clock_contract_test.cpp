@@ -62,12 +62,6 @@ TYPED_TEST(ClockContract, InterruptEndsASleepAndAllLaterOnesUntilRearmed) {
   EXPECT_TRUE(this->sleeper->Sleep(milliseconds(-1)));
 }
 
-TYPED_TEST(ClockContract, InterruptReachesItsOwnSleeperOnly) {
-  const auto other = this->clock.NewSleeper();
-  other->Interrupt();
-  EXPECT_TRUE(this->sleeper->Sleep(milliseconds(0)));
-}
-
 TYPED_TEST(ClockContract, BreaksMomentsIntoCalendarFields) {
   struct {
     std::int64_t moment;
@@ -105,27 +99,6 @@ TEST(ClockLinuxTest, FollowsTheTimeZone) {
     EXPECT_EQ(clock.LocalCalendar(kSummerNoon).hour, row.summerHour) << row.zone;
     EXPECT_EQ(clock.TimeZoneBiasMinutes(), row.bias) << row.zone;
   }
-}
-
-TEST(FakeClockTest, CountsOnlyThoseWhoStillSleep) {
-  FakeClock clock;
-  const auto sleeper = clock.NewSleeper();
-  std::thread thread([&] { sleeper->Sleep(milliseconds(10)); });
-  ASSERT_TRUE(clock.WaitForSleepers(1));
-  clock.Advance(milliseconds(9));
-  EXPECT_EQ(clock.TimeToNextWake(), milliseconds(1));
-  clock.Advance(milliseconds(1));
-  EXPECT_EQ(clock.SleeperCount(), 0U);
-  thread.join();
-}
-
-TEST(FakeClockTest, SettingTheSystemClockLeavesMonotonicTimeAlone) {
-  FakeClock clock;
-  const milliseconds before = clock.Monotonic();
-  clock.SetUnixSeconds(5);
-  clock.Advance(milliseconds(1500));
-  EXPECT_EQ(clock.UnixSeconds(), 6);
-  EXPECT_EQ(clock.Monotonic() - before, milliseconds(1500));
 }
 
 }  // namespace

@@ -4,9 +4,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
 
-#include "platform/linux/linux_platform.h"
 #include "platform/platform_error.h"
 #include "support/scoped_variable.h"
 #include "support/temporary_folder.h"
@@ -43,11 +41,6 @@ TEST(DataFolderTest, IsWhereTheFirstToTellSays) {
   }
 }
 
-TEST(DataFolderTest, StaysWhereItIsWhenTheWorkingFolderChanges) {
-  DataFolder folder("relative", Shop);
-  EXPECT_EQ(folder.Path(), fs::current_path() / "relative");
-}
-
 TEST(DataFolderTest, TitlesMakeOneSafeFolderName) {
   const std::string umlauts = [] {
     std::string text = "x";
@@ -63,8 +56,7 @@ TEST(DataFolderTest, TitlesMakeOneSafeFolderName) {
       {"../../etc", ".._.._etc"},
       {std::string("a\0b\nc\x7F", 6), "a_b_c_"},
       {umlauts, umlauts.substr(0, 255)},
-      {"x" + umlauts, "x" + umlauts.substr(0, 253)},
-  };
+      {"x" + umlauts, "x" + umlauts.substr(0, 253)}};
   for (const auto& [title, name] : rows) EXPECT_EQ(FolderNameOf(title), name) << title;
 }
 
@@ -74,34 +66,6 @@ TEST(DataFolderTest, SharedFolderIsRefusedAndLeftAlone) {
   DataFolder folder(temporary.Path(), Shop);
   EXPECT_THROW(folder.Create(), PlatformError);
   EXPECT_EQ(static_cast<unsigned>(fs::status(temporary.Path()).permissions()), 01777U);
-}
-
-TEST(LinuxPlatformTest, MakingOneTouchesNothing) {
-  const TemporaryFolder temporary;
-  const auto threads = [] {
-    return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
-  };
-  const auto before = threads();
-  LinuxPlatformOptions options;
-  options.dataFolder = temporary.Path() / "data";
-  { const Platform platform = MakeLinuxPlatform(options); }
-  const Platform platform = MakeLinuxPlatform(options);
-  EXPECT_EQ(threads(), before);
-  EXPECT_TRUE(fs::is_empty(temporary.Path()));
-}
-
-TEST(LinuxPlatformTest, PartsShareTheFolderNamedForTheApplication) {
-  const TemporaryFolder temporary;
-  std::ofstream(temporary.Path() / "AppxManifest.xml") << "<P><DisplayName>Shop</DisplayName></P>";
-  const ScopedVariable dataVariable("VELTRO_DATA_DIR", nullptr);
-  const ScopedVariable xdg("XDG_DATA_HOME", temporary.Path().c_str());
-  LinuxPlatformOptions options;
-  options.packageFolder = temporary.Path();
-  const Platform platform = MakeLinuxPlatform(options);
-  platform.settings->Insert(u"key", true);
-  platform.localFolder->Replace("a.json")->Commit();
-  EXPECT_TRUE(fs::exists(temporary.Path() / "Shop" / "veltro" / "settings.db"));
-  EXPECT_TRUE(fs::exists(temporary.Path() / "Shop" / "veltro" / "a.json"));
 }
 
 }  // namespace

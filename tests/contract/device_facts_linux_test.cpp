@@ -7,51 +7,31 @@
 namespace Veltro::Internal::Testing {
 namespace {
 
-TEST(DeviceFactsLinuxTest, FirmwareTextsAreTrimmedAndPlaceholdersDropped) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"LENOVO\n", "LENOVO"},
-      {"  ThinkPad T14  \n", "ThinkPad T14"},
-      {"", ""},
-      {" \n", ""},
-      {"To Be Filled By O.E.M.\n", ""},
-      {"to be filled by O.E.M.", ""},
-      {"System manufacturer\n", ""},
-      {"System Product Name\n", ""},
-      {"Default string\n", ""},
-      {"Default string 2", "Default string 2"},
-  };
-  for (const auto& [text, clean] : rows) EXPECT_EQ(CleanFirmwareText(text), clean) << text;
-}
-
 TEST(DeviceFactsLinuxTest, KernelReleaseBecomesA64BitVersion) {
-  const std::pair<const char*, std::uint64_t> rows[] = {
-      {"6.1.0-13-amd64", 0x0006'0001'0000'0000},
-      {"5.10", 0x0005'000A'0000'0000},
-      {"4.19+", 0x0004'0013'0000'0000},
-      {"7", 0x0007'0000'0000'0000},
-      {"7-rc1", 0x0007'0000'0000'0000},
-      {"", 0},
-      {"unknown", 0},
-  };
+  const std::pair<const char*, std::uint64_t> rows[] = {{"6.1.0-13-amd64", 0x0006'0001'0000'0000},
+                                                        {"5.10", 0x0005'000A'0000'0000},
+                                                        {"4.19+", 0x0004'0013'0000'0000},
+                                                        {"7", 0x0007'0000'0000'0000},
+                                                        {"7-rc1", 0x0007'0000'0000'0000},
+                                                        {"", 0},
+                                                        {"unknown", 0}};
   for (const auto& [release, version] : rows) EXPECT_EQ(FamilyVersionOf(release), version);
 }
 
 TEST(DeviceFactsLinuxTest, LocaleNamesBecomeLanguageTags) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"de_DE.UTF-8@euro", "de-DE"},
-      {"fr_CA", "fr-CA"},
-      {"sr_RS@latin", "sr-RS"},
-      {"nl", "nl"},
-      {"ast_ES", "ast-ES"},
-      {"C", "en-US"},
-      {"C.UTF-8", "en-US"},
-      {"POSIX", "en-US"},
-      {"", "en-US"},
-      {".UTF-8", "en-US"},
-      {"german", "en-US"},
-      {"de_DE&x=1", "en-US"},
-      {"/usr/share/x", "en-US"},
-  };
+  const std::pair<const char*, const char*> rows[] = {{"de_DE.UTF-8@euro", "de-DE"},
+                                                      {"fr_CA", "fr-CA"},
+                                                      {"sr_RS@latin", "sr-RS"},
+                                                      {"nl", "nl"},
+                                                      {"ast_ES", "ast-ES"},
+                                                      {"C", "en-US"},
+                                                      {"C.UTF-8", "en-US"},
+                                                      {"POSIX", "en-US"},
+                                                      {"", "en-US"},
+                                                      {".UTF-8", "en-US"},
+                                                      {"german", "en-US"},
+                                                      {"de_DE&x=1", "en-US"},
+                                                      {"/usr/share/x", "en-US"}};
   for (const auto& [locale, tag] : rows) EXPECT_EQ(LanguageTagOf(locale), tag) << locale;
 }
 
@@ -85,15 +65,6 @@ TEST(DeviceFactsLinuxTest, LoopbackHostsAreAlwaysReachable) {
                            "128.0.0.1", "127.example.com", "::2", "[::1", "10.127.0.1"}) {
     EXPECT_FALSE(IsLoopbackHost(host)) << host;
   }
-}
-
-TEST(DeviceFactsLinuxTest, WhatTheHostTellsStandsInForTheSystem) {
-  DeviceFactsLinux facts({"Acme", "Anvil \xC3\xA4", [] { return WindowSize{640, 480}; }});
-  EXPECT_EQ(facts.Manufacturer(), u"Acme");
-  EXPECT_EQ(facts.Model(), u"Anvil \u00E4");
-  EXPECT_EQ(facts.Window()->height, 480);
-  EXPECT_EQ(facts.DeviceFamily(), u"Linux.Desktop");
-  EXPECT_FALSE(DeviceFactsLinux({}).Window().has_value());
 }
 
 }  // namespace

@@ -99,15 +99,6 @@ TYPED_TEST(HttpTransportContract, CancelsOneRequestInFlight) {
   EXPECT_EQ(Fetch(*this->transport, this->Answering("200")).status, 200);
 }
 
-TYPED_TEST(HttpTransportContract, CancelOfAnEndedOrUnknownRequestDoesNothing) {
-  const auto id = this->transport->Get(this->Answering("200"), this->results.Collect());
-  ASSERT_TRUE(this->results.WaitFor(1));
-  this->transport->Cancel(id);
-  this->transport->Cancel(id + 100);
-  EXPECT_EQ(Fetch(*this->transport, this->Answering("204")).status, 204);
-  EXPECT_EQ(this->results.Count(), 1U);
-}
-
 TYPED_TEST(HttpTransportContract, DroppingCancelsEverythingExactlyOnce) {
   for (int i = 0; i < 3; ++i) this->transport->Get(this->Silent(), this->results.Collect());
   ASSERT_TRUE(this->subject.WaitForRequests(1));
@@ -129,17 +120,6 @@ TYPED_TEST(HttpTransportContract, CompletionMayGetAndCancel) {
   });
   ASSERT_TRUE(this->results.WaitFor(2));
   EXPECT_EQ(this->results.At(0).body + this->results.At(1).body, "second");
-}
-
-TYPED_TEST(HttpTransportContract, CompletionHoldsNothingOnceItHasRun) {
-  auto token = std::make_shared<int>(0);
-  this->transport->Get(this->Answering("200"),
-                       [token, collect = this->results.Collect()](HttpResult result) {
-                         collect(std::move(result));
-                       });
-  ASSERT_TRUE(this->results.WaitFor(1));
-  this->transport.reset();
-  EXPECT_EQ(token.use_count(), 1);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <fstream>
 #include <memory>
 
 #include "fakes/fake_local_folder.h"
@@ -10,6 +12,19 @@
 namespace Veltro::Internal::Testing {
 namespace {
 
+namespace fs = std::filesystem;
+
+void WriteFile(const fs::path& path, std::string_view bytes) { std::ofstream(path) << bytes; }
+
+std::string ReadFile(const fs::path& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+unsigned ModeOf(const fs::path& path) {
+  return static_cast<unsigned>(fs::symlink_status(path).permissions());
+}
+
 struct FakeSubject {
   std::shared_ptr<FakeDisk> disk = std::make_shared<FakeDisk>();
   FakeLocalFolder folder{disk};
@@ -18,11 +33,11 @@ struct FakeSubject {
 
 struct LinuxSubject {
   TemporaryFolder temporary;
-  std::filesystem::path path = temporary.Path() / "deep" / "data";
+  fs::path path = temporary.Path() / "deep" / "data";
   LocalFolderLinux folder{std::make_shared<DataFolder>(path, [] { return std::string(); })};
 
   bool HasTemporaryFiles() {
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+    for (const auto& entry : fs::directory_iterator(path)) {
       if (entry.path().extension() == ".tmp") return true;
     }
     return false;
@@ -72,22 +87,6 @@ TYPED_TEST(LocalFolderContract, DroppedReplacementLeavesNothing) {
   EXPECT_FALSE(this->subject.HasTemporaryFiles());
 }
 
-TYPED_TEST(LocalFolderContract, LeftOverTemporaryFileIsReplaced) {
-  this->Put("a.tmp", "left over by a crash, and longer");
-  this->Put("a", "new");
-  EXPECT_EQ(this->folder.Read("a"), "new");
-  EXPECT_FALSE(this->subject.HasTemporaryFiles());
-}
-
-TYPED_TEST(LocalFolderContract, ReadsByPosition) {
-  const auto file = this->Put("a", "0123456789");
-  EXPECT_EQ(file->Read(0, 4), "0123");
-  EXPECT_EQ(file->Read(7, 100), "789");
-  EXPECT_EQ(file->Read(10, 1), "");
-  EXPECT_EQ(file->Read(1'000'000, 1), "");
-  EXPECT_EQ(file->Read(3, 0), "");
-}
-
 TYPED_TEST(LocalFolderContract, WritesByPosition) {
   const auto file = this->Put("a", "0123456789");
   file->Write(3, "abc");
@@ -97,6 +96,8 @@ TYPED_TEST(LocalFolderContract, WritesByPosition) {
   file->Sync();
   EXPECT_EQ(this->folder.Read("a"), std::string("012abc67xyz\0\0!", 14));
   EXPECT_EQ(this->folder.Open("a")->Read(3, 3), "abc");
+  EXPECT_EQ(file->Read(13, 100), "!");
+  EXPECT_EQ(file->Read(14, 1), "");
 }
 
 TYPED_TEST(LocalFolderContract, OpenFileStaysTheOldOneAfterAReplacement) {
@@ -115,35 +116,60 @@ TYPED_TEST(LocalFolderContract, NamesOutsideTheFolderAreRefused) {
   }
 }
 
-TEST(FakeLocalFolderTest, FailsAtTheOperationAskedFor) {
-  struct {
-    const char* name;
-    int operation;
-    FakeDisk::Repeat repeat;
-    bool shortWrites;
-    const char* contents;  // after two writes of 4 bytes, the second of them where it works
-  } const rows[] = {
-      {"first, once", 1, FakeDisk::Repeat::Once, false, "....5678"},
-      {"first, for good", 1, FakeDisk::Repeat::ForGood, false, "........"},
-      {"second, short", 2, FakeDisk::Repeat::Once, true, "123456.."},
-      {"third", 3, FakeDisk::Repeat::Once, false, "12345678"},
-  };
-  for (const auto& row : rows) {
-    FakeLocalFolder folder;
-    folder.Disk().Put("a", "........");
-    const auto file = folder.Open("a");
-    folder.Disk().FailAtOperation(row.operation, row.repeat, "write a: full");
-    folder.Disk().SetShortWrites(row.shortWrites);
-    for (const auto& [offset, bytes] : {std::pair{0U, "1234"}, {4U, "5678"}}) {
-      try {
-        file->Write(offset, bytes);
-      } catch (const PlatformError& error) {
-        EXPECT_STREQ(error.what(), "write a: full");
-      }
-    }
-    EXPECT_EQ(folder.Disk().Contents("a"), row.contents) << row.name;
-    EXPECT_EQ(folder.Disk().HasFailed(), row.operation < 3) << row.name;
+class LocalFolderLinuxTest : public testing::Test, protected LinuxSubject {};
+
+TEST_F(LocalFolderLinuxTest, NewFilesAreTheUsersOwnUnderAnyUmask) {
+  for (const mode_t mask : {0U, 022U, 077U, 0277U}) {
+    if ((mask & 0700U) == 0) fs::remove_all(path);
+    const mode_t before = umask(mask);
+    folder.Replace("a")->Commit();
+    EXPECT_EQ(umask(before), mask);
+    EXPECT_EQ(ModeOf(path), 0700U) << std::oct << mask;
+    EXPECT_EQ(ModeOf(path / "a"), 0600U) << std::oct << mask;
   }
+}
+
+TEST_F(LocalFolderLinuxTest, LooseFilesAndFoldersAreTightened) {
+  fs::create_directories(path);
+  chmod(path.c_str(), 0755);
+  for (const char* name : {"read", "opened"}) {
+    WriteFile(path / name, name);
+    chmod((path / name).c_str(), 0666);
+  }
+  EXPECT_EQ(folder.Read("read"), "read");
+  EXPECT_NE(folder.Open("opened"), nullptr);
+  EXPECT_EQ(ModeOf(path), 0700U);
+  EXPECT_EQ(ModeOf(path / "read"), 0600U);
+  EXPECT_EQ(ModeOf(path / "opened"), 0600U);
+}
+
+TEST_F(LocalFolderLinuxTest, PlantedNonFilesAreRefusedAndVictimsUntouched) {
+  const fs::path victim = temporary.Path() / "victim";
+  fs::create_directories(path);
+  WriteFile(victim, "precious");
+  chmod(victim.c_str(), 0644);
+  fs::create_symlink(victim, path / "link");
+  fs::create_symlink(temporary.Path() / "missing", path / "dangling");
+  fs::create_directory(path / "folder");
+  ASSERT_EQ(mkfifo((path / "fifo").c_str(), 0600), 0);
+  for (const char* name : {"link", "dangling", "folder", "fifo"}) {
+    EXPECT_THROW(folder.Read(name), PlatformError) << name;
+    EXPECT_THROW(folder.Open(name), PlatformError) << name;
+  }
+  EXPECT_EQ(ReadFile(victim), "precious");
+  EXPECT_EQ(ModeOf(victim), 0644U);
+}
+
+TEST_F(LocalFolderLinuxTest, ReplacementTakesThePlaceOfPlantedNamesUnfollowed) {
+  const fs::path victim = temporary.Path() / "victim";
+  fs::create_directories(path);
+  WriteFile(victim, "precious");
+  for (const char* name : {"a", "a.tmp"}) fs::create_symlink(victim, path / name);
+  const auto replacement = folder.Replace("a");
+  replacement->Append("new");
+  replacement->Commit();
+  EXPECT_EQ(ReadFile(victim), "precious");
+  EXPECT_EQ(folder.Read("a"), "new");
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <fstream>
 
-#include "fakes/fake_package.h"
 #include "platform/linux/package_linux.h"
-#include "support/scoped_variable.h"
+#include "platform/platform_error.h"
 #include "support/temporary_folder.h"
 
 namespace Veltro::Internal::Testing {
@@ -13,50 +11,13 @@ namespace {
 
 using Version = std::array<std::uint16_t, 4>;
 
-struct FakeSubject {
-  FakePackage package;
-  void Put(const std::string& name, const std::string& bytes) { package.files[name] = bytes; }
-  void Name(const std::string&) { package.title = u"Shop"; }
-  void Unname() { package.titleFails = true; }
-};
-
-struct LinuxSubject {
-  TemporaryFolder folder;
-  PackageLinux package{folder.Path(), "", ""};
-  void Put(const std::string& name, const std::string& bytes) {
-    std::ofstream(folder.Path() / name) << bytes;
-  }
-  void Name(const std::string& title) {
-    Put("AppxManifest.xml", "<Package><DisplayName>" + title + "</DisplayName></Package>");
-  }
-  void Unname() {}
-};
-
-template <class Subject>
-class PackageContract : public testing::Test {
- protected:
-  Subject subject;
-  Package& package = subject.package;
-};
-
-using Subjects = testing::Types<FakeSubject, LinuxSubject>;
-TYPED_TEST_SUITE(PackageContract, Subjects);
-
-TYPED_TEST(PackageContract, ReadsItsFiles) {
-  EXPECT_EQ(this->package.ReadFile("a.json"), std::nullopt);
-  this->subject.Put("a.json", std::string("a\0b", 3));
-  EXPECT_EQ(this->package.ReadFile("a.json"), std::string("a\0b", 3));
-  EXPECT_EQ(this->package.ReadFile("a.json/b"), std::nullopt);
-}
-
-TYPED_TEST(PackageContract, TitleIsToldOrThrows) {
-  this->subject.Name("Shop");
-  EXPECT_EQ(this->package.Title(), u"Shop");
-}
-
-TYPED_TEST(PackageContract, NoTitleThrows) {
-  this->subject.Unname();
-  EXPECT_THROW(this->package.Title(), PlatformError);
+TEST(PackageLinuxTest, ReadsItsFiles) {
+  const TemporaryFolder folder;
+  PackageLinux package(folder.Path(), "", "");
+  EXPECT_EQ(package.ReadFile("a.json"), std::nullopt);
+  std::ofstream(folder.Path() / "a.json") << std::string("a\0b", 3);
+  EXPECT_EQ(package.ReadFile("a.json"), std::string("a\0b", 3));
+  EXPECT_EQ(package.ReadFile("a.json/b"), std::nullopt);
 }
 
 TEST(PackageLinuxTest, TakesTitleAndVersionFromTheManifest) {
@@ -102,41 +63,6 @@ TEST(PackageLinuxTest, VersionsAreFourNumbersOrNone) {
                            "1.2.3.-4", "1.2.3.4 ", "+1.2.3.4", "1,2,3,4", "a.b.c.d"}) {
     EXPECT_EQ(ParseVersion(text), Version{}) << text;
   }
-}
-
-TEST(PackageLinuxTest, WhatTheHostTellsWinsPartByPart) {
-  const TemporaryFolder folder;
-  std::ofstream(folder.Path() / "AppxManifest.xml")
-      << "<P><Identity Version='1.2.3.4'/><DisplayName>Manifest</DisplayName></P>";
-  PackageLinux titled(folder.Path(), "Host", "");
-  EXPECT_EQ(titled.Title(), u"Host");
-  EXPECT_EQ(titled.Version(), (Version{1, 2, 3, 4}));
-  PackageLinux versioned(folder.Path(), "", "9.8.7.6");
-  EXPECT_EQ(versioned.Title(), u"Manifest");
-  EXPECT_EQ(versioned.Version(), (Version{9, 8, 7, 6}));
-}
-
-TEST(PackageLinuxTest, FolderComesFromTheEnvironmentElseFromTheProgram) {
-  const TemporaryFolder folder;
-  std::ofstream(folder.Path() / "a.json") << "bytes";
-  PackageLinux package("", "", "");
-  {
-    const ScopedVariable variable("VELTRO_PACKAGE_DIR", folder.Path().c_str());
-    EXPECT_EQ(package.ReadFile("a.json"), "bytes");
-  }
-  const ScopedVariable variable("VELTRO_PACKAGE_DIR", nullptr);
-  const auto program = std::filesystem::read_symlink("/proc/self/exe").filename();
-  EXPECT_TRUE(package.ReadFile(program.native()).has_value());
-}
-
-TEST(PackageLinuxTest, FilesThatCannotBeReadThrowWithoutBlocking) {
-  const TemporaryFolder folder;
-  ASSERT_EQ(mkfifo((folder.Path() / "AppxManifest.xml").c_str(), 0600), 0);
-  PackageLinux package(folder.Path(), "", "");
-  EXPECT_THROW(package.ReadFile("AppxManifest.xml"), PlatformError);
-  EXPECT_THROW(package.ReadFile("."), PlatformError);
-  EXPECT_THROW(package.Title(), PlatformError);
-  EXPECT_EQ(package.Version(), Version{});
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <limits>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "fakes/fake_settings.h"
@@ -66,15 +65,6 @@ TYPED_TEST(SettingsMapContract, ValuesOfEachKindOutliveARestart) {
   }
 }
 
-TYPED_TEST(SettingsMapContract, LaterValueReplacesOneOfAnotherKind) {
-  this->map->Insert(u"key", std::int32_t{1});
-  this->map->Insert(u"key", std::u16string(u"text"));
-  this->map->Insert(u"key", true);
-  EXPECT_TRUE(this->map->Lookup(u"key") == SettingValue(true));
-  this->Restart();
-  EXPECT_TRUE(this->map->Lookup(u"key") == SettingValue(true));
-}
-
 TYPED_TEST(SettingsMapContract, RemovedKeysStayRemoved) {
   this->map->Remove(u"never there");
   this->map->Insert(u"key", true);
@@ -83,33 +73,6 @@ TYPED_TEST(SettingsMapContract, RemovedKeysStayRemoved) {
   this->Restart();
   EXPECT_FALSE(this->map->HasKey(u"key"));
   EXPECT_EQ(this->map->Lookup(u"key"), std::nullopt);
-}
-
-TYPED_TEST(SettingsMapContract, KeysAreCaseSensitive) {
-  this->map->Insert(u"Key", std::int32_t{1});
-  this->map->Insert(u"key", std::int32_t{2});
-  this->Restart();
-  EXPECT_TRUE(this->map->Lookup(u"Key") == SettingValue(std::int32_t{1}));
-  EXPECT_FALSE(this->map->HasKey(u"KEY"));
-}
-
-TYPED_TEST(SettingsMapContract, ThreadsDoNotLoseEachOthersChanges) {
-  constexpr std::int32_t kChanges = 20;
-  std::vector<std::thread> threads;
-  for (char16_t name = u'a'; name < u'e'; ++name) {
-    threads.emplace_back([&, name] {
-      const std::u16string key(1, name);
-      for (std::int32_t i = 1; i <= kChanges; ++i) {
-        this->map->Insert(key, i);
-        EXPECT_TRUE(this->map->Lookup(key) == SettingValue(i));
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  this->Restart();
-  for (const char16_t* key : {u"a", u"b", u"c", u"d"}) {
-    EXPECT_TRUE(this->map->Lookup(key) == SettingValue(kChanges));
-  }
 }
 
 }  // namespace

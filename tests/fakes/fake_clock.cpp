@@ -129,20 +129,4 @@ bool FakeClock::WaitForSleepers(std::size_t count, milliseconds deadline) {
                                     [&] { return state_->Asleep() >= count; });
 }
 
-std::size_t FakeClock::SleeperCount() {
-  std::lock_guard lock(state_->mutex);
-  return state_->Asleep();
-}
-
-std::optional<milliseconds> FakeClock::TimeToNextWake() {
-  std::lock_guard lock(state_->mutex);
-  std::optional<milliseconds> soonest;
-  for (const Nap* nap : state_->naps) {
-    if (!nap->asleep) continue;
-    const milliseconds left = nap->until - state_->monotonic;
-    if (!soonest || left < *soonest) soonest = left;
-  }
-  return soonest;
-}
-
 }  // namespace Veltro::Internal::Testing

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <optional>
 
 #include "platform/clock.h"
 
@@ -41,11 +40,6 @@ class FakeClock : public Clock {
   /// before.
   bool WaitForSleepers(std::size_t count,
                        std::chrono::milliseconds deadline = std::chrono::seconds(5));
-
-  std::size_t SleeperCount();
-
-  /// How long the soonest sleeper has yet to sleep; nothing when none sleeps.
-  std::optional<std::chrono::milliseconds> TimeToNextWake();
 
  private:
   struct State;

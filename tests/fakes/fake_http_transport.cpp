@@ -4,6 +4,17 @@
 #include <utility>
 
 namespace Veltro::Internal::Testing {
+namespace {
+
+HttpResult Answer(std::int32_t status, std::string body = {}) {
+  HttpResult result;
+  result.outcome = HttpResult::Outcome::Answered;
+  result.status = status;
+  result.body = std::move(body);
+  return result;
+}
+
+}  // namespace
 
 FakeHttpTransport::FakeHttpTransport() : thread_([this] { Run(); }) {}
 
@@ -47,76 +58,25 @@ void FakeHttpTransport::ScriptAnswer(std::int32_t status, std::string body) {
 }
 
 void FakeHttpTransport::ScriptFailure(std::uint32_t error, std::string message) {
-  Script(Failure(error, std::move(message)));
-}
-
-void FakeHttpTransport::ScriptTimeout() { Script(HttpResult{}); }
-
-void FakeHttpTransport::ScriptPending() { Script(std::nullopt); }
-
-void FakeHttpTransport::SetResponder(Responder responder) {
-  std::lock_guard lock(mutex_);
-  responder_ = std::move(responder);
-}
-
-bool FakeHttpTransport::CompletePending(HttpResult result) {
-  std::lock_guard lock(mutex_);
-  if (pending_.empty()) return false;
-  Deliver(std::move(pending_.begin()->second), std::move(result));
-  pending_.erase(pending_.begin());
-  return true;
+  HttpResult result;
+  result.outcome = HttpResult::Outcome::Failed;
+  result.error = error;
+  result.errorMessage = std::move(message);
+  Script(std::move(result));
 }
 
 bool FakeHttpTransport::AnswerPending(std::int32_t status, std::string body) {
-  return CompletePending(Answer(status, std::move(body)));
-}
-
-std::vector<HttpRequest> FakeHttpTransport::Requests() {
   std::lock_guard lock(mutex_);
-  return requests_;
-}
-
-std::size_t FakeHttpTransport::RequestCount() {
-  std::lock_guard lock(mutex_);
-  return requests_.size();
-}
-
-std::size_t FakeHttpTransport::PendingCount() {
-  std::lock_guard lock(mutex_);
-  return pending_.size();
-}
-
-std::size_t FakeHttpTransport::MostInFlight() {
-  std::lock_guard lock(mutex_);
-  return mostInFlight_;
+  if (pending_.empty()) return false;
+  Deliver(std::move(pending_.begin()->second), Answer(status, std::move(body)));
+  pending_.erase(pending_.begin());
+  return true;
 }
 
 bool FakeHttpTransport::WaitForRequests(std::size_t count, std::chrono::milliseconds deadline) {
   std::unique_lock lock(mutex_);
   return changed_.wait_until(lock, std::chrono::system_clock::now() + deadline,
                              [&] { return requests_.size() >= count; });
-}
-
-bool FakeHttpTransport::WaitForCompletions(std::size_t count, std::chrono::milliseconds deadline) {
-  std::unique_lock lock(mutex_);
-  return changed_.wait_until(lock, std::chrono::system_clock::now() + deadline,
-                             [&] { return completed_ >= count; });
-}
-
-HttpResult FakeHttpTransport::Answer(std::int32_t status, std::string body) {
-  HttpResult result;
-  result.outcome = HttpResult::Outcome::Answered;
-  result.status = status;
-  result.body = std::move(body);
-  return result;
-}
-
-HttpResult FakeHttpTransport::Failure(std::uint32_t error, std::string message) {
-  HttpResult result;
-  result.outcome = HttpResult::Outcome::Failed;
-  result.error = error;
-  result.errorMessage = std::move(message);
-  return result;
 }
 
 void FakeHttpTransport::Run() {
@@ -129,10 +89,8 @@ void FakeHttpTransport::Run() {
     --inFlight_;
     lock.unlock();
     delivery.completion(std::move(delivery.result));
-    delivery.completion = nullptr;  // what it holds goes before a waiting test is told
+    delivery.completion = nullptr;  // what it holds goes outside the lock, too
     lock.lock();
-    ++completed_;
-    changed_.notify_all();
   }
 }
 

@@ -36,34 +36,37 @@ class FakeHttpTransport : public HttpTransport {
   // The script, one line for each request to come.
   void ScriptAnswer(std::int32_t status, std::string body = {});
   void ScriptFailure(std::uint32_t error, std::string message = {});
-  void ScriptTimeout();
-  void ScriptPending();
+  void ScriptTimeout() { Script(HttpResult{}); }
+  void ScriptPending() { Script(std::nullopt); }
 
   /// Answers every request after the end of the script. Called on the caller's thread of `Get`,
   /// outside the lock.
-  void SetResponder(Responder responder);
+  void SetResponder(Responder responder) {
+    std::lock_guard lock(mutex_);
+    responder_ = std::move(responder);
+  }
 
   /// Ends the oldest request that was left pending; false when there is none.
-  bool CompletePending(HttpResult result);
   bool AnswerPending(std::int32_t status, std::string body = {});
 
-  std::vector<HttpRequest> Requests();
-  std::size_t RequestCount();
-  std::size_t PendingCount();
+  std::vector<HttpRequest> Requests() {
+    std::lock_guard lock(mutex_);
+    return requests_;
+  }
+  std::size_t RequestCount() {
+    std::lock_guard lock(mutex_);
+    return requests_.size();
+  }
 
   /// The most requests that were ever under way at once, up to the call of their completion.
-  std::size_t MostInFlight();
+  std::size_t MostInFlight() {
+    std::lock_guard lock(mutex_);
+    return mostInFlight_;
+  }
 
   /// Blocks until `count` requests have come; false when `deadline` of real time passes before.
   bool WaitForRequests(std::size_t count,
                        std::chrono::milliseconds deadline = std::chrono::seconds(5));
-
-  /// Blocks until the completions of `count` requests have returned.
-  bool WaitForCompletions(std::size_t count,
-                          std::chrono::milliseconds deadline = std::chrono::seconds(5));
-
-  static HttpResult Answer(std::int32_t status, std::string body = {});
-  static HttpResult Failure(std::uint32_t error, std::string message = {});
 
  private:
   struct Delivery {
@@ -86,7 +89,6 @@ class FakeHttpTransport : public HttpTransport {
   RequestId lastId_ = 0;
   std::size_t inFlight_ = 0;
   std::size_t mostInFlight_ = 0;
-  std::size_t completed_ = 0;
   bool stopping_ = false;
   std::thread thread_;
 };

@@ -29,7 +29,6 @@ class FakeSettings : public SettingsMap {
   std::optional<SettingValue> Lookup(std::u16string_view key) override {
     std::lock_guard lock(store_->mutex);
     FailWhenAsked();
-    ++reads_;
     const auto found = store_->values.find(key);
     return found == store_->values.end() ? std::nullopt : std::optional(found->second);
   }
@@ -37,14 +36,12 @@ class FakeSettings : public SettingsMap {
   void Insert(std::u16string_view key, SettingValue value) override {
     std::lock_guard lock(store_->mutex);
     FailWhenAsked();
-    ++writes_;
     store_->values.insert_or_assign(std::u16string(key), std::move(value));
   }
 
   void Remove(std::u16string_view key) override {
     std::lock_guard lock(store_->mutex);
     FailWhenAsked();
-    ++writes_;
     if (const auto found = store_->values.find(key); found != store_->values.end()) {
       store_->values.erase(found);
     }
@@ -56,24 +53,6 @@ class FakeSettings : public SettingsMap {
     failNextOperation_ = true;
   }
 
-  /// Every value, for comparison as a whole.
-  std::map<std::u16string, SettingValue, std::less<>> Values() {
-    std::lock_guard lock(store_->mutex);
-    return store_->values;
-  }
-
-  /// The calls of `Insert` and `Remove` so far.
-  int Writes() {
-    std::lock_guard lock(store_->mutex);
-    return writes_;
-  }
-
-  /// The calls of `HasKey` and `Lookup` so far.
-  int Reads() {
-    std::lock_guard lock(store_->mutex);
-    return reads_;
-  }
-
  private:
   void FailWhenAsked() {
     if (!failNextOperation_) return;
@@ -83,8 +62,6 @@ class FakeSettings : public SettingsMap {
 
   std::shared_ptr<FakeSettingsStore> store_;
   bool failNextOperation_ = false;
-  int writes_ = 0;
-  int reads_ = 0;
 };
 
 }  // namespace Veltro::Internal::Testing
