@@ -52,8 +52,12 @@ std::size_t HitQueue::QueuedHitCount(std::chrono::milliseconds timeout) {
   return store_.Size();
 }
 
-bool HitQueue::WaitUntilSaved(std::chrono::milliseconds timeout) {
+void HitQueue::Sync() {
   worker_.Post([this] { store_.Sync(); });
+}
+
+bool HitQueue::WaitUntilSaved(std::chrono::milliseconds timeout) {
+  Sync();
   return worker_.WaitUntilDone(timeout);
 }
 

@@ -37,6 +37,9 @@ class HitQueue {
   /// waited for up to `timeout`; failing that, the number as of now.
   std::size_t QueuedHitCount(std::chrono::milliseconds timeout);
 
+  /// Makes every earlier call proof against a loss of power.
+  void Sync();
+
   /// Whether every earlier call has taken effect, and is proof against a loss of power, within
   /// `timeout`.
   bool WaitUntilSaved(std::chrono::milliseconds timeout);

@@ -1,5 +1,6 @@
 #include "base/number_text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 
@@ -7,6 +8,16 @@ namespace Veltro::Internal {
 namespace {
 
 std::u16string Widen(const char* begin, const char* end) { return {begin, end}; }
+
+/// The ASCII text at the beginning of `text`.
+std::string NarrowAscii(std::u16string_view text) {
+  std::string ascii;
+  for (const char16_t unit : text) {
+    if (unit >= 0x80) break;
+    ascii += static_cast<char>(unit);
+  }
+  return ascii;
+}
 
 }  // namespace
 
@@ -24,6 +35,17 @@ std::u16string FixedText(double value, int decimals) {
       std::to_chars(begin, begin + text.size(), value, std::chars_format::fixed, decimals);
   return Widen(begin, result.ptr);
 }
+
+template <class Number>
+std::errc ReadNumber(std::u16string_view text, Number& number) {
+  const std::string ascii = NarrowAscii(text);
+  std::size_t start = std::min(ascii.find_first_not_of(" \t\n\v\f\r"), ascii.size());
+  if (ascii.compare(start, 1, "+") == 0 && ascii.compare(start, 2, "+-") != 0) ++start;
+  return std::from_chars(ascii.data() + start, ascii.data() + ascii.size(), number).ec;
+}
+
+template std::errc ReadNumber(std::u16string_view, float&);
+template std::errc ReadNumber(std::u16string_view, double&);
 
 std::int32_t TruncateToInt32(double value) {
   using Limits = std::numeric_limits<std::int32_t>;

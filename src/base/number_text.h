@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 namespace Veltro::Internal {
 
@@ -10,6 +12,13 @@ std::u16string DecimalText(std::int64_t value);
 
 /// `value` with exactly `decimals` digits behind the point, as "%.<decimals>f" in the C locale.
 std::u16string FixedText(double value, int decimals);
+
+/// Reads the number that `text` begins with, behind white space and whatever may follow it, in
+/// decimal and independent of the locale. Returns `std::errc::invalid_argument` when there is none
+/// and `std::errc::result_out_of_range` when it is too large or too small for `Number`, which is
+/// `float` or `double`; `number` is left as it was then.
+template <class Number>
+std::errc ReadNumber(std::u16string_view text, Number& number);
 
 /// `value` without its fraction, held within the range of a signed 32-bit integer; 0 for NaN.
 std::int32_t TruncateToInt32(double value);

@@ -10,6 +10,7 @@ namespace Veltro::Internal {
 namespace {
 
 constexpr std::u16string_view kVisitorIdKey = u"NURI_Tallymark_StoredDefaults_VisitorID";
+constexpr std::u16string_view kLifetimeValueKey = u"VLT_LIFETIME_VALUE";
 
 template <class T>
 std::optional<T> Unbox(SettingsMap& settings, std::u16string_view key) {
@@ -23,6 +24,14 @@ std::u16string TextForm(const SettingValue& value) {
   if (const auto* text = std::get_if<std::u16string>(&value)) return *text;
   if (const auto* number = std::get_if<std::int32_t>(&value)) return DecimalText(*number);
   return std::get<bool>(value) ? u"true" : u"false";
+}
+
+float ParseLifetimeValue(std::u16string_view text) {
+  float value = 0;
+  const std::errc error = ReadNumber(text, value);
+  if (error == std::errc::result_out_of_range) throw PlatformError("stof argument out of range");
+  if (error != std::errc()) throw PlatformError("invalid stof argument");
+  return value;
 }
 
 }  // namespace
@@ -61,6 +70,26 @@ void SettingsStore::SetStoredVisitorId(std::u16string_view identifier) {
   Write(kVisitorIdKey, std::u16string(identifier));
   const std::lock_guard lock(mutex_);
   visitorId_ = identifier;
+}
+
+float SettingsStore::GetStoredLifetimeValue() {
+  const float value =
+      HasKey(kLifetimeValueKey) ? ParseLifetimeValue(ReadString(kLifetimeValueKey)) : 0;
+  const std::lock_guard lock(mutex_);
+  lifetimeValue_ = value;
+  return value;
+}
+
+std::optional<float> SettingsStore::LoadedLifetimeValue() {
+  const std::lock_guard lock(mutex_);
+  return lifetimeValue_;
+}
+
+void SettingsStore::SetStoredLifetimeValue(float value) {
+  const std::u16string text = FixedText(value, 2);
+  Write(kLifetimeValueKey, text);
+  const std::lock_guard lock(mutex_);
+  lifetimeValue_ = ParseLifetimeValue(text);
 }
 
 }  // namespace Veltro::Internal

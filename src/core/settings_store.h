@@ -42,10 +42,22 @@ class SettingsStore {
 
   void SetStoredVisitorId(std::u16string_view identifier);
 
+  /// The sum of what the host has reported as the user's value, with two decimals; 0 when it never
+  /// reported any. Read from its text in the settings each time; throws `PlatformError` when that
+  /// begins with no number, or with one that is out of range.
+  float GetStoredLifetimeValue();
+
+  /// The value as last read or set; touches neither settings nor disk.
+  std::optional<float> LoadedLifetimeValue();
+
+  /// Stores `value`, rounded to two decimals.
+  void SetStoredLifetimeValue(float value);
+
  private:
   SettingsMap& settings_;
   std::mutex mutex_;
   std::optional<std::u16string> visitorId_;
+  std::optional<float> lifetimeValue_;
 };
 
 }  // namespace Veltro::Internal

@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "fakes/fake_platform.h"
-#include "support/log_capture.h"
+#include "support/tracker_fixture.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -13,47 +12,7 @@ using Status = VeltroPrivacyStatus;
 
 constexpr std::string_view kStart = "1600000000";  // the fake clock's time
 
-/// A tracker on fakes whose hits stay in the queue: the fake network is down.
-class TrackerTest : public testing::Test {
- protected:
-  TrackerTest() {
-    fakes_.deviceFacts.networkReachable = false;
-    fakes_.settings.Insert(u"VELTRO_STOREDDEFAULTS_AID", std::u16string(u"AID"));
-    config_.rsids = "suite";
-    config_.server = "c.example";
-    config_.offlineEnabled = true;
-  }
-
-  /// The hit queued last, without its random part.
-  std::string LastHit() {
-    queue_.QueuedHitCount(5s);
-    std::string last;
-    while (auto first = store_.First()) {
-      last = first->hit.hit;
-      timestamp_ = first->hit.timestamp;
-      store_.RemoveFirst(first->id);
-    }
-    return last.substr(last.find('?'));
-  }
-
-  Testing::LogCapture log_;
-  Testing::FakePlatform fakes_;
-  Configuration config_;
-  SettingsStore settings_{fakes_.settings};
-  Privacy privacy_{config_, settings_, [](Status) {}};
-  DeviceInformation device_{fakes_.deviceFacts, fakes_.package, fakes_.clock};
-  Identifiers identifiers_{settings_, fakes_.httpTransport, fakes_.randomSource,
-                           [] { return std::nullopt; }};
-  LastLifecycleData lifecycleData_;
-  HitStore store_{fakes_.localFolder};
-  HitSender sender_{
-      store_, config_, privacy_, device_, fakes_.deviceFacts, fakes_.httpTransport, fakes_.clock};
-  HitQueue queue_{store_, sender_, config_, privacy_, fakes_.clock};
-  Tracker tracker_{{config_, privacy_, settings_, identifiers_, device_, lifecycleData_,
-                    fakes_.randomSource, fakes_.clock},
-                   queue_};
-  std::int32_t timestamp_ = 0;
-};
+class TrackerTest : public Testing::TrackerFixture {};
 
 TEST_F(TrackerTest, BuildsTheThreeKindsOfHits) {
   const std::string head = "?AQB=1&ndh=1&aid=AID&ce=UTF-8&pageName=";
