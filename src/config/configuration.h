@@ -37,6 +37,9 @@ struct Configuration {
 
   /// Whether hits can be built at all.
   bool IsAnalyticsConfigured() const { return !rsids.empty() && !server.empty(); }
+
+  /// Whether there is an audience server to ask.
+  bool IsAudienceManagerConfigured() const { return !audienceManagerServer.empty(); }
 };
 
 /// Reads "VeltroConfig.json" from the package, and the stored privacy status from the settings.
