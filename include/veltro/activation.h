@@ -351,6 +351,8 @@ struct IAnalyticsStatics : IInspectable {
   virtual HRESULT GetTrackingQueueSize(std::int32_t* size) noexcept = 0;
   virtual HRESULT ClearTrackingQueue() noexcept = 0;
   virtual HRESULT GetAnalyticsId(IAsyncOperation<HSTRING>** operation) noexcept = 0;
+  virtual HRESULT TrackLocationWithAccuracy(double latitude, double longitude, double accuracy,
+                                            ContextMap* data) noexcept = 0;
 };
 template <>
 inline constexpr GUID kIid<IAnalyticsStatics>{

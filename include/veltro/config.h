@@ -29,12 +29,27 @@ class VELTRO_EXPORT Config {
   static bool DebugLogging();
   static void DebugLogging(bool enabled);
 
+  /// The application starts, or comes back to the foreground. Back within the "lifecycleTimeout" of
+  /// the configuration file (seconds, 300 by default), it goes on with its session. Otherwise this
+  /// is a launch: it is recorded with usage metrics (first launch, launches, days since, length of
+  /// the previous session, a crash when that did not end with a pause), which all later records of
+  /// the run carry too. Call it first thing.
+  static void CollectLifecycleData();
+
+  /// The application goes to the background, or ends. What was recorded is brought to the storage
+  /// device.
+  static void PauseCollectingLifecycleData();
+
   /// The application's own identifier of its user, as last applied; empty when none was set.
   static std::string GetUserIdentifier();
 
   /// Sets the application's own identifier of its user, which hits carry from now on, in later runs
   /// too. An empty one takes it out of the hits.
   static void SetUserIdentifier(std::string_view identifier);
+
+  /// The user's lifetime value as last applied: the sum of what
+  /// `Analytics::TrackLifetimeValueIncrease` was told, 0 when that is nothing.
+  static double GetLifetimeValue();
 };
 
 }  // namespace Veltro

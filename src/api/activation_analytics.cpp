@@ -17,27 +17,33 @@ class AnalyticsFactory final : public StaticsFactory<Abi::IAnalyticsStatics> {
     return Perform([&] { PostAction(TextOf(action), ReadContextData(data)); });
   }
 
-  // These come with timed actions.
-  Abi::HRESULT TrackTimedActionStart(Abi::HSTRING, Abi::ContextMap*) noexcept override {
-    return Abi::kNotImplemented;
-  }
-  Abi::HRESULT TrackTimedActionUpdate(Abi::HSTRING, Abi::ContextMap*) noexcept override {
-    return Abi::kNotImplemented;
-  }
-  Abi::HRESULT TrackTimedActionEnd(Abi::HSTRING) noexcept override { return Abi::kNotImplemented; }
-  Abi::HRESULT TrackingTimedActionExists(Abi::HSTRING,
-                                         Abi::IAsyncOperation<bool>**) noexcept override {
-    return Abi::kNotImplemented;
+  Abi::HRESULT TrackTimedActionStart(Abi::HSTRING action, Abi::ContextMap* data) noexcept override {
+    return Perform([&] { PostTimedActionStart(TextOf(action), ReadContextData(data)); });
   }
 
-  // Comes with lifetime value.
-  Abi::HRESULT TrackLifetimeValueIncrease(double, Abi::ContextMap*) noexcept override {
-    return Abi::kNotImplemented;
+  Abi::HRESULT TrackTimedActionUpdate(Abi::HSTRING action,
+                                      Abi::ContextMap* data) noexcept override {
+    return Perform([&] { PostTimedActionUpdate(TextOf(action), ReadContextData(data)); });
   }
 
-  // Comes with location.
-  Abi::HRESULT TrackLocation(double, double, Abi::ContextMap*) noexcept override {
-    return Abi::kNotImplemented;
+  Abi::HRESULT TrackTimedActionEnd(Abi::HSTRING action) noexcept override {
+    return Perform([&] { PostTimedActionEnd(TextOf(action)); });
+  }
+
+  Abi::HRESULT TrackingTimedActionExists(Abi::HSTRING action,
+                                         Abi::IAsyncOperation<bool>** operation) noexcept override {
+    return Deliver(operation, [&] {
+      return ActivationOperation<bool>::Make(AskWhetherTimedActionExists(TextOf(action)));
+    });
+  }
+
+  Abi::HRESULT TrackLifetimeValueIncrease(double amount, Abi::ContextMap* data) noexcept override {
+    return Perform([&] { PostLifetimeValueIncrease(amount, ReadContextData(data)); });
+  }
+
+  Abi::HRESULT TrackLocation(double latitude, double longitude,
+                             Abi::ContextMap* data) noexcept override {
+    return TrackLocationWithAccuracy(latitude, longitude, 0, data);
   }
 
   Abi::HRESULT GetTrackingQueueSize(std::int32_t* size) noexcept override {
@@ -50,6 +56,11 @@ class AnalyticsFactory final : public StaticsFactory<Abi::IAnalyticsStatics> {
     return Deliver(operation, [] {
       return ActivationOperation<Abi::HSTRING>::Make(Analytics::GetAnalyticsId());
     });
+  }
+
+  Abi::HRESULT TrackLocationWithAccuracy(double latitude, double longitude, double accuracy,
+                                         Abi::ContextMap* data) noexcept override {
+    return Perform([&] { PostLocation({latitude, longitude}, accuracy, ReadContextData(data)); });
   }
 
  private:

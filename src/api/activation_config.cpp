@@ -34,9 +34,11 @@ class ConfigFactory final : public StaticsFactory<Abi::IConfigStatics> {
     return Perform([&] { PostDebugLogging(enabled != 0); });
   }
 
-  // Comes with lifecycle metrics.
-  Abi::HRESULT CollectLifecycleData() noexcept override { return Abi::kNotImplemented; }
-  Abi::HRESULT PauseCollectingLifecycleData() noexcept override { return Abi::kNotImplemented; }
+  Abi::HRESULT CollectLifecycleData() noexcept override { return Perform(PostLifecycleStart); }
+
+  Abi::HRESULT PauseCollectingLifecycleData() noexcept override {
+    return Perform(PostLifecyclePause);
+  }
 
   Abi::HRESULT GetUserIdentifier(Abi::HSTRING* identifier) noexcept override {
     return Guarded([&] { return Abi::CreateString(UserIdentifier(), identifier); });
@@ -46,8 +48,9 @@ class ConfigFactory final : public StaticsFactory<Abi::IConfigStatics> {
     return Perform([&] { PostUserIdentifier(TextOf(identifier)); });
   }
 
-  // Comes with lifetime value.
-  Abi::HRESULT GetLifetimeValue(double*) noexcept override { return Abi::kNotImplemented; }
+  Abi::HRESULT GetLifetimeValue(double* value) noexcept override {
+    return Deliver(value, LifetimeValue);
+  }
 
  private:
   std::u16string_view ClassName() const noexcept override { return u"Veltro.Config"; }

@@ -34,6 +34,17 @@ struct OperationResult<VeltroPrivacyStatus> {
 };
 
 template <>
+struct OperationResult<bool> {
+  using Source = bool;
+  static constexpr std::u16string_view kClassName =
+      u"Windows.Foundation.IAsyncOperation`1<Boolean>";
+  static Abi::HRESULT Convert(bool source, Abi::BOOLEAN* result) {
+    *result = source ? 1 : 0;
+    return Abi::kOk;
+  }
+};
+
+template <>
 struct OperationResult<Abi::HSTRING> {
   using Source = std::string;
   static constexpr std::u16string_view kClassName = u"Windows.Foundation.IAsyncOperation`1<String>";

@@ -17,6 +17,35 @@ void Analytics::TrackAction(std::string_view action, const ContextData& data) {
   Enter([&] { PostAction(ToUtf16(action), ConvertContextData(data)); });
 }
 
+void Analytics::TrackTimedActionStart(std::string_view action, const ContextData& data) {
+  Enter([&] { PostTimedActionStart(ToUtf16(action), ConvertContextData(data)); });
+}
+
+void Analytics::TrackTimedActionUpdate(std::string_view action, const ContextData& data) {
+  Enter([&] { PostTimedActionUpdate(ToUtf16(action), ConvertContextData(data)); });
+}
+
+void Analytics::TrackTimedActionEnd(std::string_view action) {
+  Enter([&] { PostTimedActionEnd(ToUtf16(action)); });
+}
+
+AsyncOperation<bool> Analytics::TrackingTimedActionExists(std::string_view action) {
+  return AskWhetherTimedActionExists(ToUtf16(action));
+}
+
+void Analytics::TrackLifetimeValueIncrease(double amount, const ContextData& data) {
+  Enter([&] { PostLifetimeValueIncrease(amount, ConvertContextData(data)); });
+}
+
+void Analytics::TrackLocation(double latitude, double longitude, const ContextData& data) {
+  TrackLocation(latitude, longitude, 0, data);
+}
+
+void Analytics::TrackLocation(double latitude, double longitude, double accuracy,
+                              const ContextData& data) {
+  Enter([&] { PostLocation({latitude, longitude}, accuracy, ConvertContextData(data)); });
+}
+
 std::int32_t Analytics::GetTrackingQueueSize() {
   std::int32_t size = 0;
   Enter([&] { size = TrackingQueueSize(); });

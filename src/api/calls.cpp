@@ -5,6 +5,8 @@
 #include <limits>
 #include <utility>
 
+#include "analytics/lifetime_value.h"
+#include "api/entry.h"
 #include "api/runtime.h"
 #include "core/log.h"
 
@@ -18,15 +20,62 @@ constexpr std::chrono::milliseconds kAnswerTimeout{100};
 
 void PostState(std::u16string state, StringMap data) {
   Runtime::Current().PostTracking(
-      [state = std::move(state), data = std::move(data)](Tracker& tracker) mutable {
-        tracker.TrackState(state, std::move(data));
+      [state = std::move(state), data = std::move(data)](Runtime& runtime) mutable {
+        runtime.GetTracker().TrackState(state, std::move(data));
       });
 }
 
 void PostAction(std::u16string action, StringMap data) {
   Runtime::Current().PostTracking(
-      [action = std::move(action), data = std::move(data)](Tracker& tracker) mutable {
-        tracker.TrackAction(action, std::move(data));
+      [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
+        runtime.GetTracker().TrackAction(action, std::move(data));
+      });
+}
+
+void PostTimedActionStart(std::u16string action, StringMap data) {
+  Runtime::Current().PostTracking(
+      [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
+        runtime.GetTimedActions().TrackTimedActionStart(std::move(action), std::move(data));
+      });
+}
+
+void PostTimedActionUpdate(std::u16string action, StringMap data) {
+  Runtime::Current().PostTracking(
+      [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
+        runtime.GetTimedActions().TrackTimedActionUpdate(std::move(action), std::move(data));
+      });
+}
+
+void PostTimedActionEnd(std::u16string action) {
+  Runtime::Current().PostTracking([action = std::move(action)](Runtime& runtime) mutable {
+    runtime.GetTimedActions().TrackTimedActionEnd(std::move(action));
+  });
+}
+
+AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action) {
+  const auto answer = std::make_shared<Answer<bool>>(false);
+  const AsyncOperation<bool> operation = answer->Operation();
+  Enter([&] {
+    Runtime::Current().PostTracking([answer, action = std::move(action)](Runtime& runtime) mutable {
+      runtime.GetTimedActions().TrackingTimedActionExists(
+          std::move(action), [answer](bool exists) { answer->Complete(exists); });
+    });
+  });
+  return operation;
+}
+
+void PostLifetimeValueIncrease(double amount, StringMap data) {
+  Runtime::Current().PostTracking([amount, data = std::move(data)](Runtime& runtime) mutable {
+    TrackLifetimeValueIncrease(amount, std::move(data), runtime.GetSettings(),
+                               runtime.GetTracker());
+  });
+}
+
+void PostLocation(Position position, double accuracy, StringMap data) {
+  Runtime::Current().PostTracking(
+      [position, accuracy, data = std::move(data)](Runtime& runtime) mutable {
+        TrackLocation(position, accuracy, std::move(data), runtime.GetConfiguration(),
+                      runtime.GetPersistentParameters(), runtime.GetTracker());
       });
 }
 
@@ -44,6 +93,20 @@ void PostDebugLogging(bool enabled) {
   Runtime::Current().SharedQueue().Post([enabled] { SetDebugLoggingEnabled(enabled); });
 }
 
+void PostLifecycleStart() {
+  Runtime& runtime = Runtime::Current();
+  runtime.SharedQueue().Post([&runtime] { runtime.GetLifecycle().Start(); });
+}
+
+void PostLifecyclePause() {
+  Runtime& runtime = Runtime::Current();
+  runtime.SharedQueue().Post([&runtime] {
+    runtime.GetLifecycle().Pause();
+    // The system may end a paused application, or lose power, without a word.
+    runtime.GetHitQueue().Sync();
+  });
+}
+
 void PostUserIdentifier(std::u16string identifier) {
   Runtime& runtime = Runtime::Current();
   runtime.SharedQueue().Post([&runtime, identifier = std::move(identifier)] {
@@ -58,5 +121,7 @@ std::int32_t TrackingQueueSize() {
 }
 
 std::u16string UserIdentifier() { return Runtime::Current().VisitorId(kAnswerTimeout); }
+
+double LifetimeValue() { return Runtime::Current().LifetimeValue(kAnswerTimeout); }
 
 }  // namespace Veltro::Internal

@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <string>
 
+#include "analytics/location.h"
 #include "base/string_map.h"
+#include "veltro/async_operation.h"
 #include "veltro/privacy_status.h"
 
 namespace Veltro::Internal {
@@ -14,13 +16,24 @@ namespace Veltro::Internal {
 
 void PostState(std::u16string state, StringMap data);
 void PostAction(std::u16string action, StringMap data);
+void PostTimedActionStart(std::u16string action, StringMap data);
+void PostTimedActionUpdate(std::u16string action, StringMap data);
+void PostTimedActionEnd(std::u16string action);
+void PostLifetimeValueIncrease(double amount, StringMap data);
+void PostLocation(Position position, double accuracy, StringMap data);
 void PostClearTrackingQueue();
 void PostPrivacyStatus(VeltroPrivacyStatus status);
 void PostDebugLogging(bool enabled);
+void PostLifecycleStart();
+void PostLifecyclePause();
 void PostUserIdentifier(std::u16string identifier);
 
 /// These wait for an answer, for a short while.
 std::int32_t TrackingQueueSize();
 std::u16string UserIdentifier();
+double LifetimeValue();
+
+/// The answer comes from a worker, later; it is false when the call may not track.
+AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action);
 
 }  // namespace Veltro::Internal

@@ -27,6 +27,10 @@ void Config::DebugLogging(bool enabled) {
   Enter([&] { PostDebugLogging(enabled); });
 }
 
+void Config::CollectLifecycleData() { Enter(PostLifecycleStart); }
+
+void Config::PauseCollectingLifecycleData() { Enter(PostLifecyclePause); }
+
 std::string Config::GetUserIdentifier() {
   std::string identifier;
   Enter([&] { identifier = ToUtf8(UserIdentifier()); });
@@ -35,6 +39,12 @@ std::string Config::GetUserIdentifier() {
 
 void Config::SetUserIdentifier(std::string_view identifier) {
   Enter([&] { PostUserIdentifier(ToUtf16(identifier)); });
+}
+
+double Config::GetLifetimeValue() {
+  double value = 0;
+  Enter([&] { value = LifetimeValue(); });
+  return value;
 }
 
 }  // namespace Veltro

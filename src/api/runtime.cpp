@@ -113,6 +113,22 @@ Tracker& Runtime::GetTracker() {
   });
 }
 
+TimedActionTable& Runtime::GetTimedActions() {
+  return timedActions_.Get(
+      [this] { return TimedActionTable(*platform_.localFolder, GetTracker(), *platform_.clock); });
+}
+
+Lifecycle& Runtime::GetLifecycle() {
+  return lifecycle_.Get([this] {
+    return Lifecycle(
+        GetSettings(), GetConfiguration(), GetDeviceInformation(), *platform_.clock,
+        lastLifecycleData_,
+        {.pauseEnded = [this](auto seconds) { GetTimedActions().AdjustTimedActions(seconds); },
+         .launched = [this](auto data, auto time) { OnLaunch(std::move(data), time); },
+         .signal = nullptr});
+  });
+}
+
 std::size_t Runtime::QueuedHitCount(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   sharedQueue_.Post([this] { GetHitQueue(); });
@@ -129,6 +145,14 @@ std::u16string Runtime::VisitorId(std::chrono::milliseconds timeout) {
   return GetSettings().LoadedVisitorId().value_or(u"");
 }
 
+float Runtime::LifetimeValue(std::chrono::milliseconds timeout) {
+  if (!GetSettings().LoadedLifetimeValue()) {
+    sharedQueue_.Post([this] { GetSettings().GetStoredLifetimeValue(); });
+    sharedQueue_.WaitUntilDone(timeout);
+  }
+  return GetSettings().LoadedLifetimeValue().value_or(0);
+}
+
 HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   if (!WaitUntilSaved(timeout)) return HitSender::DrainResult::TimedOut;
@@ -140,6 +164,8 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
 bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   if (!sharedQueue_.WaitUntilDone(timeout)) return false;
+  TimedActionTable* const actions = timedActions_.Peek();
+  if (actions != nullptr && !actions->WaitUntilSaved(deadline.Remaining())) return false;
   HitQueue* const queue = hitQueue_.Peek();
   return queue == nullptr || queue->WaitUntilSaved(deadline.Remaining());
 }
@@ -154,6 +180,11 @@ std::optional<std::string> Runtime::IdentifierUrl() {
 void Runtime::OnPrivacySet(VeltroPrivacyStatus status) {
   if (status == VeltroPrivacyStatus::OptOut) GetHitQueue().ClearHits();
   GetHitQueue().StartSendingIfReady();
+}
+
+void Runtime::OnLaunch(StringMap data, std::int32_t timestamp) {
+  if (!MayTrack(GetConfiguration(), GetPrivacy())) return;
+  GetTracker().TrackInternalAction(u"Lifecycle", std::move(data), timestamp);
 }
 
 }  // namespace Veltro::Internal

@@ -9,6 +9,7 @@
 #include "analytics/hit_queue.h"
 #include "analytics/hit_sender.h"
 #include "analytics/hit_store.h"
+#include "analytics/timed_action_table.h"
 #include "analytics/tracker.h"
 #include "base/lazy.h"
 #include "config/configuration.h"
@@ -18,7 +19,9 @@
 #include "core/last_lifecycle_data.h"
 #include "core/settings_store.h"
 #include "core/work_queue.h"
+#include "lifecycle/lifecycle.h"
 #include "platform/platform.h"
+#include "target/persistent_parameters.h"
 
 namespace Veltro::Internal {
 
@@ -57,13 +60,16 @@ class Runtime {
   HitSender& GetHitSender();
   HitQueue& GetHitQueue();
   Tracker& GetTracker();
+  TimedActionTable& GetTimedActions();
+  Lifecycle& GetLifecycle();
   LastLifecycleData& GetLastLifecycleData() { return lastLifecycleData_; }
+  PersistentParameters& GetPersistentParameters() { return persistentParameters_; }
 
-  /// Runs `track` on the shared queue, provided that hits may be made when its turn comes.
+  /// Runs `track(runtime)` on the shared queue, provided that hits may be made when its turn comes.
   template <class Track>
   void PostTracking(Track track) {
     sharedQueue_.Post([this, track = std::move(track)]() mutable {
-      if (MayTrack(GetConfiguration(), GetPrivacy())) track(GetTracker());
+      if (MayTrack(GetConfiguration(), GetPrivacy())) track(*this);
     });
   }
 
@@ -74,6 +80,10 @@ class Runtime {
   /// The custom visitor identifier as last applied. Waits for the settings to be loaded, up to
   /// `timeout`; failing that it is empty.
   std::u16string VisitorId(std::chrono::milliseconds timeout);
+
+  /// The user's lifetime value as last applied. Waits for the settings to be loaded, up to
+  /// `timeout`; failing that it is 0.
+  float LifetimeValue(std::chrono::milliseconds timeout);
 
   /// Sends the queue after every accepted call has taken effect and is on disk.
   HitSender::DrainResult Flush(std::chrono::milliseconds timeout);
@@ -90,11 +100,13 @@ class Runtime {
 
   std::optional<std::string> IdentifierUrl();
   void OnPrivacySet(VeltroPrivacyStatus status);
+  void OnLaunch(StringMap data, std::int32_t timestamp);
 
   // In the order of need: each object uses only those above it, and goes down before them.
   const Platform platform_;
   const LogRoute logRoute_;
   LastLifecycleData lastLifecycleData_;
+  PersistentParameters persistentParameters_;
   Lazy<SettingsStore> settings_;
   Lazy<Configuration> configuration_;
   Lazy<DeviceInformation> deviceInformation_;
@@ -104,6 +116,8 @@ class Runtime {
   Lazy<HitSender> hitSender_;
   Lazy<HitQueue> hitQueue_;
   Lazy<Tracker> tracker_;
+  Lazy<TimedActionTable> timedActions_;
+  Lazy<Lifecycle> lifecycle_;
   WorkQueue sharedQueue_;
 };
 

@@ -63,7 +63,7 @@ void TestApplication::StartWithFile(const char* text) {
   options.onProblem = [](const std::string& problem) { LogWarning("Config - %s", problem); };
   Platform platform = MakeLinuxPlatform(std::move(options));
   auto clock = std::make_unique<FakeClock>();
-  if (clock_ != nullptr) clock->SetUnixSeconds(clock_->UnixSeconds());
+  clock->SetUnixSeconds(now_);
   clock_ = clock.get();
   platform.clock = std::move(clock);
   runtime_ = std::make_unique<Runtime>(std::move(platform));
@@ -74,6 +74,7 @@ void TestApplication::StartWithFile(const char* text) {
 void TestApplication::Stop() {
   if (!runtime_) return;
   Runtime::ReplaceCurrent(nullptr);
+  now_ = clock_->UnixSeconds();
   runtime_.reset();
   clock_ = nullptr;
   SetDebugLoggingEnabled(false);

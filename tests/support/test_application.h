@@ -17,7 +17,8 @@ namespace Veltro::Internal::Testing {
 
 /// An application on this machine, with a package, a data folder and a collection server of its
 /// own, in the clock of a test. While it runs, the public functions of the library act for it. It
-/// may be stopped and started again, which is to the library what a new process is.
+/// may be stopped and started again, which is to the library what a new process is; the time goes
+/// on where it stood.
 class TestApplication {
  public:
   TestApplication();
@@ -66,6 +67,7 @@ class TestApplication {
   Collector::Collector collector_;
   std::shared_ptr<Log> log_ = std::make_shared<Log>();
   FakeClock* clock_ = nullptr;
+  std::int64_t now_ = FakeClock::kStart;  // while it is stopped
   std::unique_ptr<Runtime> runtime_;
 };
 

@@ -66,13 +66,16 @@ class ActivationTest : public testing::Test {
     return static_cast<Statics*>(statics);
   }
 
-  /// Looks for context data in the only queued hit, once it is on disk, and empties the queue.
-  void ExpectHit(const std::string& contextData) {
+  /// Expects this context data in the only queued hit, and empties the queue.
+  void ExpectHit(const std::string& contextData) { ExpectInHit("&c.&a." + contextData + "&.c&"); }
+
+  /// Looks for `part` in the only queued hit, once it is on disk, and empties the queue.
+  void ExpectInHit(const std::string& part) {
     std::int32_t size = -1;
     EXPECT_TRUE(WaitUntil([&] { return Call(analytics_, 14, &size), size == 1; }));
     std::ifstream file(folder_->Path() / "VeltroDataCache.json");
     const std::string text{std::istreambuf_iterator<char>(file), {}};
-    EXPECT_PRED_FORMAT2(testing::IsSubstring, "&c.&a." + contextData + "&.c&", text);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, part, text);
     EXPECT_EQ(Call(analytics_, 15), kOk);
     EXPECT_TRUE(WaitUntil([&] { return Call(analytics_, 14, &size), size == 0; }));
   }
@@ -108,8 +111,9 @@ TEST_F(ActivationTest, RefusesUnknownNamesAndInterfacesAndNullResults) {
   }
   EXPECT_EQ(config_->Release(), 1U);
   EXPECT_EQ(factory_(Text{u"Veltro.Config"}, nullptr), ErrorCode(0x80004003));
-  for (const int slot : {6, 7, 9, 13}) EXPECT_EQ(Call(config_, slot, nullptr), kNullPointer);
+  for (const int slot : {6, 7, 9, 13, 15}) EXPECT_EQ(Call(config_, slot, nullptr), kNullPointer);
   for (const int slot : {14, 16}) EXPECT_EQ(Call(analytics_, slot, nullptr), kNullPointer);
+  EXPECT_EQ(Call(analytics_, 11, nullptr, nullptr), kNullPointer);
 }
 
 TEST_F(ActivationTest, DoesWhatTheSlotsOfItsTablesSay) {
@@ -214,6 +218,41 @@ TEST_F(ActivationTest, CallsTheOneHandlerOfAnOperationThatNobodyHolds) {
     EXPECT_TRUE(!isEarly || result == ErrorCode(0x8000000E)) << result;
   }
   EXPECT_TRUE(isEarly);
+}
+
+// The last case: behind a launch, every hit carries its data.
+TEST_F(ActivationTest, MeasuresTimesValuesPlacesAndLaunches) {
+  const char16_t* const pay = u"pay";
+  Map data({{u"kept", 1}}, Fault::None);
+  EXPECT_EQ(Call(analytics_, 8, HSTRING(Text{pay}), nullptr), kOk);
+  EXPECT_EQ(Call(analytics_, 9, HSTRING(Text{pay}), static_cast<ContextMap*>(&data)), kOk);
+  for (const BOOLEAN expected : {BOOLEAN{1}, BOOLEAN{0}}) {
+    IAsyncOperation<bool>* operation = nullptr;
+    BOOLEAN exists = 2;
+    EXPECT_EQ(Call(analytics_, 11, HSTRING(Text{pay}), &operation), kOk);
+    EXPECT_TRUE(WaitUntil([&] { return operation->GetResults(&exists) == kOk; }));
+    EXPECT_EQ(exists, expected);
+    operation->Release();
+    EXPECT_EQ(Call(analytics_, 10, HSTRING(Text{pay})), kOk);
+  }
+  ExpectInHit("&c.&a.&action=pay&action.&time.&inapp=");
+
+  double value = 0;
+  EXPECT_EQ(Call(analytics_, 12, 19.5, nullptr), kOk);
+  ExpectInHit("&c.&a.&internalaction=LifetimeValueIncrease&ltv.&amount=19.50&");
+  EXPECT_EQ(Call(config_, 15, &value), kOk);
+  EXPECT_EQ(value, 19.5);
+  EXPECT_EQ(Call(analytics_, 13, 12.5, -3.25, static_cast<ContextMap*>(&data)), kOk);
+  ExpectInHit("&loc.&lat.&a=012.5&b=00&c=00&.lat&lon.&a=-003.2&b=50&c=00&.lon&.loc&");
+  EXPECT_EQ(Call(analytics_, 17, 12.5, -3.25, 7.0, nullptr), kOk);
+  ExpectInHit("&loc.&acc=7&lat.&a=012.5&");
+
+  EXPECT_EQ(Call(config_, 11), kOk);
+  ExpectInHit("&InstallEvent=InstallEvent&");
+  EXPECT_EQ(Call(config_, 12), kOk);
+  EXPECT_EQ(Call(config_, 11), kOk);  // comes back at once, which is no launch
+  EXPECT_EQ(Call(analytics_, 6, nullptr, nullptr), kOk);
+  ExpectInHit("&Launches=1&");
 }
 
 }  // namespace
