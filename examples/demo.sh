@@ -3,7 +3,8 @@
 #
 # The road of a hit: a shop measures a visitor who has not been asked yet, so that its hits wait on
 # disk; it is killed, started again, and the visitor opts in. Ends with status 0 when the collector
-# received every hit, once and in order.
+# received every hit, once and in order, and what they tell of launches, times, values and places is
+# right.
 set -euo pipefail
 
 build=$(cd "$1" && pwd)
@@ -32,6 +33,12 @@ wait_for_line() {
   fail "no line '$2' came"
 }
 
+# hits NAME: the hits of that state or action, a line each.
+hits() { grep "\"name\":\"$1\"" "$work/hits.json" || true; }
+
+# value KEY: its values in the hits on standard input.
+value() { sed -n "s/.*\"$1\":\"\([^\"]*\)\".*/\1/p"; }
+
 tracked() { sed -n 's/^\([0-9]*\) hits tracked$/\1/p' "$1"; }
 
 say "A collector listens"
@@ -57,19 +64,36 @@ shop=
 held=$(tracked "$work/browse.log")
 [[ $(curl -s "$url/api/hits") == '[]' ]] || fail "a hit was sent before the visitor was asked"
 
-say "It starts again, and the visitor opts in"
+say "It starts again, which reports the crash, and the visitor opts in"
 "$build/examples/shop/shop" buy $((held + 1)) | tee "$work/buy.log"
 
-expected=$((held + $(tracked "$work/buy.log")))
-curl -s "$url/api/hits/wait?count=$expected&timeout=10000" >"$work/hits.json"
-grep -o '"shop.step":"[0-9]*"' "$work/hits.json" | grep -o '[0-9]*' >"$work/steps" || true
+bought=$(tracked "$work/buy.log")
+expected=$((held + bought))
+launches=2
+curl -s -w '\n' "$url/api/hits/wait?count=$((expected + launches))&timeout=10000" |
+  sed 's/{"sequence"/\n&/g' >"$work/hits.json"
+value shop.step <"$work/hits.json" >"$work/steps"
 received=$(wc -l <"$work/steps")
 lost=$((expected - $(sort -n "$work/steps" | uniq | wc -l)))
 if seq "$expected" | cmp -s - "$work/steps"; then order="in order"; else order="NOT in order"; fi
 
-printf '\n%s\n' "$expected hits tracked, $received received, $lost lost, $order"
+launched=$(hits Lifecycle | wc -l)
+first=$(hits Lifecycle | head -1 | value a.InstallEvent)
+second=$(hits Lifecycle | tail -1 | value a.CrashEvent)
+carried=$(grep -c '"a.CrashEvent"' "$work/hits.json" || true)
+total=$(hits shopping | value a.action.time.total)
+inapp=$(hits shopping | value a.action.time.inapp)
+worth=$(hits LifetimeValueIncrease | value a.ltv.amount)
+place=$(hits Location | value a.loc.poi)
+
+printf '\n%s\n' "$launched launches: $first, $second, whose data $carried hits carry"
+printf '%s\n' "shopping took $total s, $inapp s of them in the foreground; $worth spent at $place"
+printf '%s\n' "$expected hits tracked, $received received, $lost lost, $order"
 if [[ $stay == --stay ]]; then
   say "The collector goes on at $url until you press Ctrl-C"
   wait "$collector"
 fi
 [[ $received == "$expected" && $lost == 0 && $order == "in order" ]]
+[[ $launched == "$launches" && $first == InstallEvent && $second == CrashEvent ]]
+[[ $carried == $((bought + 1)) && $((total - inapp)) -ge 2 && $inapp -ge 0 ]]
+[[ $worth == 19.90 && $place == "Flagship store" ]]

@@ -1,5 +1,5 @@
-// A shop that measures what its visitor does: screens, actions with data of every kind, and the
-// visitor's privacy choice. Run it with a collector at the server that its VeltroConfig.json names.
+// A shop that measures what its visitor does: launches, screens, actions with data of every kind,
+// how long shopping takes, what is paid, where; and the visitor's privacy choice. Run it with a collector at the server that its VeltroConfig.json names.
 
 #include <chrono>
 #include <cstdint>
@@ -25,12 +25,34 @@ class Visit {
 
   void See(const std::string& screen, ContextData data = {}) {
     Analytics::TrackState(screen, Numbered(std::move(data)));
-    std::cout << "  sees " << screen << std::endl;
+    std::cout << "  sees " << (screen.empty() ? "the start screen" : screen) << std::endl;
   }
 
   void Do(const std::string& action, ContextData data = {}) {
     Analytics::TrackAction(action, Numbered(std::move(data)));
     std::cout << "  does " << action << std::endl;
+  }
+
+  void Begin(const std::string& action) {
+    Analytics::TrackTimedActionStart(action);
+    const bool runs = Analytics::TrackingTimedActionExists(action).Get();
+    std::cout << "  begins " << action << (runs ? "" : " (refused)") << std::endl;
+  }
+
+  void End(const std::string& action) {
+    Analytics::TrackTimedActionUpdate(action, Numbered({}));
+    Analytics::TrackTimedActionEnd(action);
+    std::cout << "  ends " << action << std::endl;
+  }
+
+  void Pay(double amount) {
+    Analytics::TrackLifetimeValueIncrease(amount, Numbered({}));
+    std::cout << "  pays " << amount << std::endl;
+  }
+
+  void IsAt(double latitude, double longitude) {
+    Analytics::TrackLocation(latitude, longitude, Numbered({}));
+    std::cout << "  is at " << latitude << ", " << longitude << std::endl;
   }
 
   int Tracked() const { return tracked_; }
@@ -48,6 +70,7 @@ class Visit {
 
 /// The visitor has not been asked yet: everything is collected, and nothing leaves the device.
 void Browse(Visit& visit) {
+  visit.Begin("shopping");
   visit.See("");  // the start screen goes by the application's own name
   visit.See("Catalogue", {{"catalogue.section", "Garden & Home"}});
   visit.See("Product", {{"product.name", "Gie\u00DFkanne \U0001F331"}, {"product.id", 4711}});
@@ -67,12 +90,24 @@ void Browse(Visit& visit) {
   visit.See("Cart");
 }
 
+/// The shop is in the background for a while.
+void Rest() {
+  Config::PauseCollectingLifecycleData();
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  Config::CollectLifecycleData();
+  std::cout << "  was away for 2 s, and goes on" << std::endl;
+}
+
 /// The visitor has been asked, and changes their mind once.
 void Buy(Visit& visit) {
   Config::SetPrivacyStatus(VeltroPrivacyStatus::OptIn);
   Config::SetUserIdentifier("visitor-17");
   visit.See("Checkout");
+  Rest();
   visit.Do("purchase", {{"&&purchaseID", "2026-0017"}, {"order.total", 19.9}});
+  visit.Pay(19.9);
+  visit.IsAt(52.5206, 13.4099);
+  visit.End("shopping");
   std::cout << "  the queue is "
             << (Host::Flush(std::chrono::seconds(10)) == Host::FlushResult::Done ? "sent"
                                                                                  : "not sent yet")
@@ -99,6 +134,7 @@ int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "";
   Config::DebugLogging(std::getenv("SHOP_DEBUG") != nullptr);
   Host::SetWindowSize(1280, 720);
+  Config::CollectLifecycleData();
   Visit visit(argc > 2 ? std::atoi(argv[2]) : 1);
   if (command == "browse") {
     Browse(visit);
@@ -107,6 +143,7 @@ int main(int argc, char** argv) {
     std::this_thread::sleep_for(std::chrono::minutes(10));
   } else if (command == "buy") {
     Buy(visit);
+    Config::PauseCollectingLifecycleData();
     Host::Flush(std::chrono::seconds(10));
     std::cout << visit.Tracked() << " hits tracked" << std::endl;
   } else {

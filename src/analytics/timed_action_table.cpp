@@ -12,10 +12,14 @@ namespace {
 
 constexpr std::string_view kFileName = "VeltroTimedActions.json";
 
+/// The most that the end of an action waits for its hit to be on disk.
+constexpr std::chrono::seconds kHitTimeout{5};
+
 }  // namespace
 
-TimedActionTable::TimedActionTable(LocalFolder& folder, Tracker& tracker, Clock& clock)
-    : folder_(folder), tracker_(tracker), clock_(clock) {
+TimedActionTable::TimedActionTable(LocalFolder& folder, Tracker& tracker, HitQueue& queue,
+                                   Clock& clock)
+    : folder_(folder), tracker_(tracker), queue_(queue), clock_(clock) {
   worker_.Post([this] { LoadTimedActions(); });
 }
 
@@ -105,6 +109,8 @@ void TimedActionTable::End(std::u16string_view name) {
   data.Set(u"a.action.time.total", DecimalText(Lower32Bits(now - action.start)));
   data.Set(u"a.action.time.inapp", DecimalText(Lower32Bits(now - action.adjusted)));
   tracker_.TrackAction(name, std::move(data));
+  // If the process dies in between, the action is on disk twice rather than not at all.
+  queue_.WaitUntilSaved(kHitTimeout);
   actions_.erase(found);
   SaveTimedActions();
 }

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 
+#include "analytics/hit_queue.h"
 #include "analytics/timed_action_document.h"
 #include "analytics/tracker.h"
 #include "base/string_map.h"
@@ -28,7 +29,7 @@ class TimedActionTable {
   using Answer = std::function<void(bool)>;
 
   /// Loads the actions of earlier processes, on the worker.
-  TimedActionTable(LocalFolder& folder, Tracker& tracker, Clock& clock);
+  TimedActionTable(LocalFolder& folder, Tracker& tracker, HitQueue& queue, Clock& clock);
 
   /// Starts `action` with this context data. One of this name that runs already is forgotten.
   void TrackTimedActionStart(std::u16string action, StringMap data);
@@ -37,7 +38,8 @@ class TimedActionTable {
   void TrackTimedActionUpdate(std::u16string action, StringMap data);
 
   /// Ends `action` and tracks it with its context data and both durations, in seconds:
-  /// "a.action.time.total", and "a.action.time.inapp" without the pauses.
+  /// "a.action.time.total", and "a.action.time.inapp" without the pauses. It leaves the file once
+  /// its hit is on disk.
   void TrackTimedActionEnd(std::u16string action);
 
   /// Tells `answer` whether `action` runs.
@@ -59,6 +61,7 @@ class TimedActionTable {
 
   LocalFolder& folder_;
   Tracker& tracker_;
+  HitQueue& queue_;
   Clock& clock_;
   TimedActions actions_;  // used by the worker only
   WorkQueue worker_;      // last: its thread uses all of the above

@@ -114,8 +114,9 @@ Tracker& Runtime::GetTracker() {
 }
 
 TimedActionTable& Runtime::GetTimedActions() {
-  return timedActions_.Get(
-      [this] { return TimedActionTable(*platform_.localFolder, GetTracker(), *platform_.clock); });
+  return timedActions_.Get([this] {
+    return TimedActionTable(*platform_.localFolder, GetTracker(), GetHitQueue(), *platform_.clock);
+  });
 }
 
 Lifecycle& Runtime::GetLifecycle() {

@@ -15,7 +15,7 @@ class TimedActionTableTest : public Testing::TrackerFixture {
  protected:
   /// What a new process finds on the disk; the old one is not shut down first.
   std::unique_ptr<TimedActionTable> NewTable() {
-    return std::make_unique<TimedActionTable>(fakes_.localFolder, tracker_, fakes_.clock);
+    return std::make_unique<TimedActionTable>(fakes_.localFolder, tracker_, queue_, fakes_.clock);
   }
 
   static bool Exists(TimedActionTable& table, std::u16string action) {
@@ -156,6 +156,27 @@ TEST_F(TimedActionTableTest, GoesOnInMemoryWhileTheDiskRefuses) {
   ASSERT_TRUE(table_->WaitUntilSaved(5s));
   EXPECT_TRUE(Exists(*NewTable(), u"one"));
   EXPECT_EQ(fakes_.disk->TemporaryFiles().size(), 0U);
+}
+
+TEST_F(TimedActionTableTest, IsOnDiskAsActionOrHitWhereverTheProcessDies) {
+  int lost = 0, ended = 0;
+  for (int operation = 1; operation <= 16; ++operation) {
+    table_->TrackTimedActionStart(u"pay", {});
+    ASSERT_TRUE(table_->WaitUntilSaved(5s));
+    fakes_.disk->FailAtOperation(operation, Testing::FakeDisk::Repeat::ForGood);
+    table_->TrackTimedActionEnd(u"pay");
+    ASSERT_TRUE(table_->WaitUntilSaved(5s));
+    const bool isAction = File().find("pay") != std::string::npos;
+    const bool isHit =
+        fakes_.disk->Contents("VeltroDataCache.json")->find("=pay&") != std::string::npos;
+    lost += !isAction && !isHit;
+    ended += !isAction;
+    fakes_.disk->Heal();
+    EXPECT_NE(LastHit(), "");
+  }
+  EXPECT_EQ(lost, 0);
+  EXPECT_GT(ended, 0);
+  EXPECT_LT(ended, 16);
 }
 
 }  // namespace
