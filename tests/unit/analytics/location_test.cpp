@@ -89,6 +89,8 @@ TEST_F(LocationTest, ReportsPositionAndAccuracy) {
     EXPECT_EQ(Track({52.52, 13.405}, unknown), place) << unknown;
   }
   EXPECT_EQ(Track({52.52, 13.405}, 12.5), "&acc=12" + place);
+  EXPECT_EQ(Track({-90, -180}),
+            "&lat.&a=-090.0&b=00&c=00&.lat&lon.&a=-180.0&b=00&c=00&.lon&.loc&.a");
   EXPECT_EQ(Track({90, 180}, 0.4, {{u"x", u"1"}, {u"a.loc.acc", u"host's"}}),
             "&acc=0&lat.&a=090.0&b=00&c=00&.lat&lon.&a=180.0&b=00&c=00&.lon&.loc&.a&x=1");
 }
@@ -124,7 +126,7 @@ TEST_F(LocationTest, ReportsTheFirstPointOfInterestAroundAndLeavesItForContentRe
                               {u"Wide", 10.0003, 10, 5000}, {u"Near", 10, 10, 5000}};
   EXPECT_EQ(Track({10, 10}).substr(0, 19), "&dist=33&lat.&a=010");
   EXPECT_EQ(parameters_.Get(), (StringMap{{u"a.loc.dist", u"33"}, {u"a.loc.poi", u"Wide"}}));
-  config_.pointsOfInterest[3].radius = 111.2;
+  config_.pointsOfInterest[3].radius = DistanceInMetres({10, 10}, {10.001, 10});
   EXPECT_NE(Track({10, 10}).find("&poi=Edge&"), std::string::npos);
   EXPECT_EQ(parameters_.Get(), (StringMap{{u"a.loc.dist", u"111"}, {u"a.loc.poi", u"Edge"}}));
   EXPECT_EQ(Track({20, 20}).find("poi"), std::string::npos);

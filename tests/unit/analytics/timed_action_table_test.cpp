@@ -44,6 +44,8 @@ TEST_F(TimedActionTableTest, MeasuresAcrossPausesAndProcesses) {
   fakes_.clock.Advance(10s);
   table_->TrackTimedActionStart(u"\u00E4 \"b\"", {});
   table_->TrackTimedActionUpdate(u"checkout", {{u"a", u"2"}, {u"b", u"\u20AC"}});
+  ASSERT_TRUE(table_->WaitUntilSaved(5s));
+  EXPECT_NE(File().find(R"("a":"2")"), std::string::npos);
   table_->AdjustTimedActions(100);
   ASSERT_TRUE(table_->WaitUntilSaved(5s));
   EXPECT_EQ(File(), R"({"Actions":[)"
@@ -100,6 +102,8 @@ TEST_F(TimedActionTableTest, RefusesWithALine) {
 }
 
 TEST_F(TimedActionTableTest, LoadsWhatCanBeReadOfADamagedFile) {
+  ASSERT_TRUE(table_->WaitUntilSaved(5s));
+  EXPECT_EQ(File(), "");  // a missing one is created
   const std::string good = R"({"name":"good","start":1599999990,"adjusted":1599999995,"data":{}})";
   const std::string unreadable = "Veltro Error: Analytics - Unable to load timed actions (";
   const std::string bad = "Veltro Debug: Analytics - unable to parse timed action (\"";
