@@ -1,5 +1,6 @@
 // A shop that measures what its visitor does: launches, screens, actions with data of every kind,
-// how long shopping takes, what is paid, where; and the visitor's privacy choice. Run it with a collector at the server that its VeltroConfig.json names.
+// how long shopping takes, what is paid, where; and the visitor's privacy choice. Run it with a
+// collector at the server that its VeltroConfig.json names.
 
 #include <chrono>
 #include <cstdint>

@@ -23,7 +23,7 @@ bool IsWithin(double value, double limit) { return value >= -limit && value <= l
 
 double SquaredSineOfHalf(double angle) { return std::pow(std::sin(angle / 2), 2); }
 
-void SetCoordinate(std::u16string key, double degrees, StringMap& data) {
+void SetCoordinate(const std::u16string& key, double degrees, StringMap& data) {
   const CoordinateParts parts = SplitCoordinate(degrees);
   data.Set(key + u".a", parts.a);
   data.Set(key + u".b", parts.b);
