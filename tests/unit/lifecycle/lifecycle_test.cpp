@@ -5,7 +5,6 @@
 #include <map>
 #include <sstream>
 
-#include "base/number_text.h"
 #include "base/utf.h"
 #include "fakes/fake_platform.h"
 #include "support/log_capture.h"
@@ -57,36 +56,37 @@ std::string Unbox(const SettingValue& value) {
   return "#" + std::to_string(std::get<std::int32_t>(value));
 }
 
-class LifecycleTest : public testing::Test {
- protected:
-  LifecycleTest() {
-    config_.rsids = "suite";
-    config_.server = "c.example";
+/// An application on a device of its own.
+class Application {
+ public:
+  Application() {
+    config.rsids = "suite";
+    config.server = "c.example";
   }
 
   /// Makes the calls of a row: "S5" starts and "P5" pauses, 5 s after its time.
   void Call(const std::string& calls, std::int64_t now) {
     std::istringstream words(calls);
     for (std::string word; words >> word;) {
-      fakes_.clock.SetUnixSeconds(now + std::stoll(word.substr(1)));
-      word[0] == 'S' ? lifecycle_.Start() : lifecycle_.Pause();
+      fakes.clock.SetUnixSeconds(now + std::stoll(word.substr(1)));
+      word[0] == 'S' ? lifecycle.Start() : lifecycle.Pause();
     }
   }
 
   Settings StoredSettings() {
-    Settings settings;
+    Settings stored;
     for (const char* const key : kKeys) {
-      const auto value = fakes_.settings.Lookup(u"KOVA_" + ToUtf16(key));
-      if (value) settings[key] = Unbox(*value);
+      const auto value = fakes.settings.Lookup(u"KOVA_" + ToUtf16(key));
+      if (value) stored[key] = Unbox(*value);
     }
-    return settings;
+    return stored;
   }
 
   /// The data of the last launch without "a." and what the device adds to each; "none" without a
   /// launch. The value of an event is its name, and left out.
   Settings LaunchedData() {
-    if (!launched_) return {{"none", ""}};
-    StringMap data = *launched_;
+    if (!launched) return {{"none", ""}};
+    StringMap data = *launched;
     for (const auto& [key, value] : kDeviceData) {
       EXPECT_EQ(data.Find(key), value);
       data.Remove(key);
@@ -99,27 +99,27 @@ class LifecycleTest : public testing::Test {
     return entries;
   }
 
-  Testing::LogCapture log_;
-  Testing::FakePlatform fakes_;
-  Configuration config_;
-  SettingsStore settings_{fakes_.settings};
-  DeviceInformation device_{fakes_.deviceFacts, fakes_.package, fakes_.clock};
-  LastLifecycleData lastData_;
-  std::string pauses_;
-  std::optional<StringMap> launched_, signal_;
-  std::int32_t timestamp_ = 0;
-  Lifecycle lifecycle_{settings_,
-                       config_,
-                       device_,
-                       fakes_.clock,
-                       lastData_,
-                       {.pauseEnded = [this](auto time) { pauses_ += std::to_string(time) + " "; },
-                        .launched =
-                            [this](StringMap data, std::int32_t timestamp) {
-                              launched_ = std::move(data);
-                              timestamp_ = timestamp;
-                            },
-                        .signal = [this](StringMap traits) { signal_ = std::move(traits); }}};
+  Testing::LogCapture log;
+  Testing::FakePlatform fakes;
+  Configuration config;
+  SettingsStore settings{fakes.settings};
+  DeviceInformation device{fakes.deviceFacts, fakes.package, fakes.clock};
+  LastLifecycleData lastData;
+  std::string pauses;
+  std::optional<StringMap> launched, signal;
+  std::int32_t timestamp = 0;
+  Lifecycle lifecycle{settings,
+                      config,
+                      device,
+                      fakes.clock,
+                      lastData,
+                      {.pauseEnded = [this](auto time) { pauses += std::to_string(time) + " "; },
+                       .launched =
+                           [this](StringMap data, std::int32_t time) {
+                             launched = std::move(data);
+                             timestamp = time;
+                           },
+                       .signal = [this](StringMap traits) { signal = std::move(traits); }}};
 };
 
 // An application installed ten days ago, used yesterday, in its third run; its next launch; and
@@ -136,7 +136,7 @@ const std::string kSince = "DailyEngUserEvent DaysSinceFirstUse=10 DaysSinceLast
 const std::string kFreshSession = "SuccessfulClose=false SessionStart=@0 ";
 
 struct Row {
-  std::string name, before, calls, after;
+  std::string name, before = "", calls = "S0", after;
   std::string data = "none";  ///< of the last launch, without that of the device
   std::string pauses = "";
   std::int64_t now = kNow;
@@ -145,19 +145,15 @@ struct Row {
 
 const Row kRows[] = {
     {.name = "install",
-     .before = "",
-     .calls = "S0",
      .after = "InstallDate=@0 LastDateUsed=@0 Launches=#1 LastVersion=1.2.4 " + kFreshSession,
      .data = kEvents + "InstallDate=9/13/2020 Launches=1 HourOfDay=12 DayOfWeek=1"},
     {.name = "pause", .before = kRunning, .calls = "P0", .after = kPaused + "PauseDate=@0"},
     {.name = "resume just inside the time-out",
      .before = kPaused + "PauseDate=@-299",
-     .calls = "S0",
      .after = kThird + "SuccessfulClose=false SessionStart=@-701",
      .pauses = "299 "},
     {.name = "launch exactly at the time-out",
      .before = kPaused + "PauseDate=@-300",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "PrevSessionLength=700",
      .pauses = "300 "},
@@ -175,7 +171,6 @@ const Row kRows[] = {
      .pauses = "100 "},
     {.name = "crash",
      .before = kRunning,
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "CrashEvent"},
     {.name = "crash after a resume",
@@ -186,62 +181,50 @@ const Row kRows[] = {
      .pauses = "10 "},
     {.name = "crash with a pause date left behind",
      .before = kRunning + "PauseDate=@-400",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "CrashEvent",
      .pauses = "400 "},
     {.name = "upgrade",
      .before = kThird + "SuccessfulClose=true LastVersion=1.2.3 LaunchesAfterUpgrade=#7 "
                         "UpgradeDate=@-500000",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0 UpgradeDate=@0 LaunchesAfterUpgrade=#1",
      .data = kSunday + kSince + "UpgradeEvent LaunchesSinceUpgrade=1"},
     {.name = "the launch after an upgrade",
      .before = kThird + "SuccessfulClose=true LaunchesAfterUpgrade=#1 UpgradeDate=@-172799",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0 UpgradeDate=@-172799 LaunchesAfterUpgrade=#2",
      .data = kSunday + kSince + "DaysSinceLastUpgrade=1 LaunchesSinceUpgrade=2"},
     {.name = "previous session of 604,799 s",
      .before = kThird + "SuccessfulClose=true SessionStart=@-605199 PauseDate=@-400",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "PrevSessionLength=604799",
      .pauses = "400 "},
     {.name = "previous session of 604,800 s",
      .before = kThird + "SuccessfulClose=true SessionStart=@-605200 PauseDate=@-400",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "ignoredSessionLength=604800",
      .pauses = "400 "},
     {.name = "last used on 31 January, launched on 1 February",
      .before = kThird + "SuccessfulClose=true",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0",
      .data = kSince + "LaunchEvent HourOfDay=5 DayOfWeek=1 MonthlyEngUserEvent",
      .now = kFebruary1},
     {.name = "last used on 5 March, launched on 5 April",
      .before = kThird + "SuccessfulClose=true InstallDate=@-2678400 LastDateUsed=@-2678400",
-     .calls = "S0",
      .after = kFourth + "InstallDate=@-2678400 SessionStart=@0",
      .data = "MonthlyEngUserEvent LaunchEvent HourOfDay=12 DayOfWeek=1 Launches=4 "
              "DaysSinceFirstUse=31 DaysSinceLastUse=31",
      .now = kApril5},
     {.name = "launched a year after the last use",
      .before = kThird + "SuccessfulClose=true InstallDate=@-31536000 LastDateUsed=@-31536000",
-     .calls = "S0",
      .after = kFourth + "InstallDate=@-31536000 SessionStart=@0",
      .data = "LaunchEvent HourOfDay=12 DayOfWeek=1 Launches=4 DaysSinceFirstUse=365 "
              "DaysSinceLastUse=365",
      .now = kApril5},
     {.name = "installed on a Saturday night",
-     .before = "",
-     .calls = "S0",
      .after = "InstallDate=@0 LastDateUsed=@0 Launches=#1 LastVersion=1.2.4 " + kFreshSession,
      .data = kEvents + "InstallDate=9/12/2020 Launches=1 HourOfDay=23 DayOfWeek=7",
      .now = kSaturdayNight},
     {.name = "the same time east of Greenwich",
-     .before = "",
-     .calls = "S0",
      .after = "InstallDate=@0 LastDateUsed=@0 Launches=#1 LastVersion=1.2.4 " + kFreshSession,
      .data = kEvents + "InstallDate=9/13/2020 Launches=1 HourOfDay=5 DayOfWeek=1",
      .now = kSaturdayNight,
@@ -256,95 +239,84 @@ const Row kRows[] = {
      .bias = 480},
     {.name = "clock set back before a launch",
      .before = kThird + "SuccessfulClose=true InstallDate=@864000 LastDateUsed=@86400",
-     .calls = "S0",
      .after = kFourth + "InstallDate=@864000 SessionStart=@0",
      .data = kSunday + "DailyEngUserEvent Launches=4 DaysSinceFirstUse=-10 DaysSinceLastUse=-1"},
     {.name = "clock set back during a pause",
      .before = kPaused + "PauseDate=@5000",
-     .calls = "S0",
      .after = kThird + "SuccessfulClose=false SessionStart=@-6000",
      .pauses = "-5000 "},
     {.name = "dates of other forms",
      .before = "InstallDate=#1599136000 LastDateUsed=1.5999136009e9 Launches=#3 LastVersion=1.2.4",
-     .calls = "S0",
      .after = kFourth + "InstallDate=#1599136000 SessionStart=@0",
      .data = kSunday + kSince},
     {.name = "no pause date to speak of",
      .before = kPaused + "PauseDate=soon",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@-1000",
      .data = kSunday + kSince},
     {.name = "no session start to speak of",
      .before = kPaused + "PauseDate=@-10 SessionStart=early",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "ignoredSessionLength=1599999990",
      .pauses = "10 "},
     {.name = "no session start",
      .before = kThird + "SuccessfulClose=true PauseDate=@-10",
-     .calls = "S0",
      .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince,
      .pauses = "10 "},
     {.name = "nothing but the install date",
      .before = "InstallDate=@-864000",
-     .calls = "S0",
      .after = kFourth + "Launches=#1 SessionStart=@0 UpgradeDate=@0 LaunchesAfterUpgrade=#1",
      .data = kSunday + "DaysSinceFirstUse=10 DaysSinceLastUse=0 Launches=1 UpgradeEvent "
                        "LaunchesSinceUpgrade=1"},
     {.name = "a counter that is no number",
      .before = kRunning + "Launches=many",
-     .calls = "S0",
      .after = kThird + "Launches=many SuccessfulClose=false"},
 };
 
-class LifecycleRowTest : public LifecycleTest, public testing::WithParamInterface<Row> {};
-
-TEST_P(LifecycleRowTest, TurnsSettingsAndCallsIntoSettingsAndData) {
-  const Row& row = GetParam();
-  fakes_.clock.SetBias(row.bias);
-  for (const auto& [key, value] : Parse(row.before, row.now)) {
-    fakes_.settings.Insert(u"KOVA_" + ToUtf16(key), Box(value));
+TEST(Lifecycle, TurnsSettingsAndCallsIntoSettingsAndData) {
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.name);
+    Application app;
+    app.fakes.clock.SetBias(row.bias);
+    for (const auto& [key, value] : Parse(row.before, row.now)) {
+      app.fakes.settings.Insert(u"KOVA_" + ToUtf16(key), Box(value));
+    }
+    app.Call(row.calls, row.now);
+    EXPECT_EQ(app.StoredSettings(), Parse(row.after, row.now));
+    EXPECT_EQ(app.pauses, row.pauses);
+    EXPECT_EQ(app.LaunchedData(), Parse(row.data, row.now));
+    EXPECT_EQ(*app.lastData.Get(), app.launched.value_or(StringMap{}));
+    EXPECT_EQ(app.timestamp, app.launched ? app.fakes.clock.UnixSeconds() - 1 : 0);
+    EXPECT_EQ(app.log.Lines().size(), 0U);
   }
-  Call(row.calls, row.now);
-  EXPECT_EQ(StoredSettings(), Parse(row.after, row.now));
-  EXPECT_EQ(pauses_, row.pauses);
-  EXPECT_EQ(LaunchedData(), Parse(row.data, row.now));
-  EXPECT_EQ(*lastData_.Get(), launched_.value_or(StringMap{}));
-  EXPECT_EQ(timestamp_, launched_ ? fakes_.clock.UnixSeconds() - 1 : 0);
-  EXPECT_EQ(log_.Lines().size(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(, LifecycleRowTest, testing::ValuesIn(kRows), [](const auto& row) {
-  std::string name = row.param.name;
-  std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
-  return name;
-});
+TEST(Lifecycle, TellsOnlyTheProductsThatAreConfigured) {
+  Application app;
+  app.config.rsids = "";
+  app.lifecycle.Start();
+  EXPECT_FALSE(app.launched || app.signal);
+  EXPECT_EQ(app.lastData.Get()->Find(u"a.Launches"), u"1");
 
-TEST_F(LifecycleTest, TellsOnlyTheProductsThatAreConfigured) {
-  config_.rsids = "";
-  lifecycle_.Start();
-  EXPECT_FALSE(launched_ || signal_);
-  EXPECT_EQ(lastData_.Get()->Find(u"a.Launches"), u"1");
-
-  config_.audienceManagerServer = "audience.example";
-  lifecycle_.Start();
-  EXPECT_FALSE(launched_);
-  EXPECT_EQ(signal_->Find(u"a.Launches"), u"2");
-  EXPECT_EQ(*signal_, *lastData_.Get());
+  app.config.audienceManagerServer = "audience.example";
+  app.lifecycle.Start();
+  EXPECT_FALSE(app.launched);
+  EXPECT_EQ(app.signal->Find(u"a.Launches"), u"2");
+  EXPECT_EQ(*app.signal, *app.lastData.Get());
 }
 
-TEST_F(LifecycleTest, EndsQuietlyWhenTheSettingsFailAndGoesOnWithTheNextCall) {
-  fakes_.settings.FailNextOperation();
-  lifecycle_.Start();
-  EXPECT_FALSE(launched_);
-  lifecycle_.Start();
-  fakes_.settings.FailNextOperation();
-  lifecycle_.Pause();
-  EXPECT_EQ(StoredSettings().count("PauseDate"), 0U);
-  lifecycle_.Pause();
-  EXPECT_EQ(StoredSettings().at("SuccessfulClose"), "true");
-  EXPECT_EQ(log_.Lines().size(), 0U);
+TEST(Lifecycle, EndsQuietlyWhenTheSettingsFailAndGoesOnWithTheNextCall) {
+  Application app;
+  app.fakes.settings.FailNextOperation();
+  app.lifecycle.Start();
+  EXPECT_FALSE(app.launched);
+  app.lifecycle.Start();
+  app.fakes.settings.FailNextOperation();
+  app.lifecycle.Pause();
+  EXPECT_EQ(app.StoredSettings().count("PauseDate"), 0U);
+  app.lifecycle.Pause();
+  EXPECT_EQ(app.StoredSettings().at("SuccessfulClose"), "true");
+  EXPECT_EQ(app.log.Lines().size(), 0U);
 }
 
 }  // namespace
