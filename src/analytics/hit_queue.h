@@ -40,8 +40,8 @@ class HitQueue {
   /// Makes every earlier call proof against a loss of power.
   void Sync();
 
-  /// Whether every earlier call has taken effect, and is proof against a loss of power, within
-  /// `timeout`.
+  /// Whether every earlier call has taken effect, and is proof against a loss of power as far as
+  /// the disk lets it, within `timeout`.
   bool WaitUntilSaved(std::chrono::milliseconds timeout);
 
  private:

@@ -102,6 +102,7 @@ void HitStore::Clear() {
 
 void HitStore::Sync() {
   const std::lock_guard lock(mutex_);
+  if (!fileIsCurrent_) return SaveWhole();
   if (!needsSync_.exchange(false)) return;
   try {
     file_->Sync();

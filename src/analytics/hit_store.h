@@ -57,7 +57,8 @@ class HitStore {
   /// Removes all hits.
   void Clear();
 
-  /// Returns when all changes so far would survive a loss of power. Free when they already would.
+  /// Returns when all changes so far would survive a loss of power, as far as the disk lets them;
+  /// what it refused before is tried again. Free when they already would.
   void Sync();
 
   /// Whether `Sync` has anything to do.

@@ -22,6 +22,8 @@ json WriteAction(const std::u16string& name, const TimedAction& action) {
           {"data", std::move(data)}};
 }
 
+void RequireObject(const json& element) { element.get_ref<const json::object_t&>(); }
+
 std::u16string ReadName(const json& element) {
   return element.contains("name") ? ToUtf16(element["name"].get<std::string>()) : u"";
 }
@@ -42,7 +44,7 @@ StringMap ReadData(const json& element) {
 void ReadAction(const json& element, TimedActions& actions) {
   std::u16string name;
   try {
-    element.get_ref<const json::object_t&>();
+    RequireObject(element);
     name = ReadName(element);
     TimedAction action{ReadData(element), ReadTime(element, "start"),
                        ReadTime(element, "adjusted")};

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kFileName = "VeltroTimedActions.json";
 
-/// The most that the end of an action waits for its hit to be on disk.
+/// The most that the file of the actions waits for the hits of those that ended.
 constexpr std::chrono::seconds kHitTimeout{5};
 
 }  // namespace
@@ -20,36 +20,62 @@ constexpr std::chrono::seconds kHitTimeout{5};
 TimedActionTable::TimedActionTable(LocalFolder& folder, Tracker& tracker, HitQueue& queue,
                                    Clock& clock)
     : folder_(folder), tracker_(tracker), queue_(queue), clock_(clock) {
-  worker_.Post([this] { LoadTimedActions(); });
+  LoadTimedActions();
 }
 
-void TimedActionTable::TrackTimedActionStart(std::u16string action, StringMap data) {
-  worker_.Post([this, action = std::move(action), data = std::move(data)]() mutable {
-    Start(action, std::move(data));
+void TimedActionTable::TrackTimedActionStart(const std::u16string& action, StringMap data) {
+  if (action.empty()) {
+    return LogWarning("Analytics - Cannot start timed action with a null or empty action name.");
+  }
+  const std::int32_t now = Now();
+  Change([&] { actions_.insert_or_assign(action, TimedAction{std::move(data), now, now}); });
+}
+
+void TimedActionTable::TrackTimedActionUpdate(std::u16string_view action, const StringMap& data) {
+  if (action.empty()) {
+    return LogWarning("Analytics - Cannot update timed action with a null or empty action name.");
+  }
+  if (data.Empty()) {
+    return LogWarning("Analytics - Cannot update timed action with blank context data, skipping.");
+  }
+  const auto found = actions_.find(action);
+  if (found == actions_.end()) {
+    return LogWarning("Analytics - Cannot find timed action to update (%s).", action);
+  }
+  Change([&] {
+    for (const auto [key, value] : data) found->second.data.Set(key, value);
   });
 }
 
-void TimedActionTable::TrackTimedActionUpdate(std::u16string action, StringMap data) {
-  worker_.Post(
-      [this, action = std::move(action), data = std::move(data)] { Update(action, data); });
-}
-
-void TimedActionTable::TrackTimedActionEnd(std::u16string action) {
-  worker_.Post([this, action = std::move(action)] { End(action); });
-}
-
-void TimedActionTable::TrackingTimedActionExists(std::u16string action, Answer answer) {
-  worker_.Post([this, action = std::move(action), answer = std::move(answer)] {
-    answer(actions_.contains(action));
+void TimedActionTable::TrackTimedActionEnd(std::u16string_view action) {
+  if (action.empty()) {
+    return LogWarning("Analytics - Cannot end timed action with a null or empty action name.");
+  }
+  const auto found = actions_.find(action);
+  if (found == actions_.end()) {
+    return LogWarning(
+        "Analytics - Ignoring attempt to end timed action that had not yet begun (%s).", action);
+  }
+  const std::int64_t now = Now();
+  StringMap data = found->second.data;
+  data.Set(u"a.action.time.total", DecimalText(Lower32Bits(now - found->second.start)));
+  data.Set(u"a.action.time.inapp", DecimalText(Lower32Bits(now - found->second.adjusted)));
+  tracker_.TrackAction(action, std::move(data));
+  Change([&] {
+    actions_.erase(found);
+    actionEnded_ = true;
   });
+}
+
+void TimedActionTable::TrackingTimedActionExists(std::u16string_view action, Reply reply) {
+  worker_.Post([exists = actions_.contains(action), reply = std::move(reply)] { reply(exists); });
 }
 
 void TimedActionTable::AdjustTimedActions(std::int32_t seconds) {
-  worker_.Post([this, seconds] {
+  Change([&] {
     for (auto& [name, action] : actions_) {
       action.adjusted = Lower32Bits(std::int64_t{action.adjusted} + seconds);
     }
-    SaveTimedActions();
   });
 }
 
@@ -62,57 +88,33 @@ void TimedActionTable::LoadTimedActions() {
   }
 }
 
+/// Changes the actions, which the worker may be reading, and has it save them.
+template <class Function>
+void TimedActionTable::Change(Function change) {
+  {
+    const std::lock_guard lock(mutex_);
+    change();
+    changed_ = true;
+  }
+  worker_.Post([this] { SaveTimedActions(); });
+}
+
 void TimedActionTable::SaveTimedActions() {
+  std::string text;
+  bool actionEnded = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!std::exchange(changed_, false)) return;
+    actionEnded = std::exchange(actionEnded_, false);
+    text = WriteTimedActions(actions_);
+  }
+  // If the process dies in between, an action is on disk twice rather than not at all.
+  if (actionEnded) queue_.WaitUntilSaved(kHitTimeout);
   try {
-    WriteLocalJsonFile(folder_, kFileName, WriteTimedActions(actions_));
+    WriteLocalJsonFile(folder_, kFileName, text);
   } catch (const std::exception& error) {
     LogError("Analytics - Unable to save timed actions file (%s).", error.what());
   }
-}
-
-void TimedActionTable::Start(const std::u16string& name, StringMap data) {
-  if (name.empty()) {
-    return LogWarning("Analytics - Cannot start timed action with a null or empty action name.");
-  }
-  const std::int32_t now = Now();
-  actions_.insert_or_assign(name, TimedAction{std::move(data), now, now});
-  SaveTimedActions();
-}
-
-void TimedActionTable::Update(std::u16string_view name, const StringMap& data) {
-  if (name.empty()) {
-    return LogWarning("Analytics - Cannot update timed action with a null or empty action name.");
-  }
-  if (data.Empty()) {
-    return LogWarning("Analytics - Cannot update timed action with blank context data, skipping.");
-  }
-  const auto action = actions_.find(name);
-  if (action == actions_.end()) {
-    return LogWarning("Analytics - Cannot find timed action to update (%s).", name);
-  }
-  for (const auto [key, value] : data) action->second.data.Set(key, value);
-  SaveTimedActions();
-}
-
-void TimedActionTable::End(std::u16string_view name) {
-  if (name.empty()) {
-    return LogWarning("Analytics - Cannot end timed action with a null or empty action name.");
-  }
-  const auto found = actions_.find(name);
-  if (found == actions_.end()) {
-    return LogWarning(
-        "Analytics - Ignoring attempt to end timed action that had not yet begun (%s).", name);
-  }
-  const TimedAction& action = found->second;
-  const std::int64_t now = Now();
-  StringMap data = action.data;
-  data.Set(u"a.action.time.total", DecimalText(Lower32Bits(now - action.start)));
-  data.Set(u"a.action.time.inapp", DecimalText(Lower32Bits(now - action.adjusted)));
-  tracker_.TrackAction(name, std::move(data));
-  // If the process dies in between, the action is on disk twice rather than not at all.
-  queue_.WaitUntilSaved(kHitTimeout);
-  actions_.erase(found);
-  SaveTimedActions();
 }
 
 std::int32_t TimedActionTable::Now() { return Lower32Bits(clock_.UnixSeconds()); }

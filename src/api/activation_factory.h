@@ -3,6 +3,7 @@
 #include <string>
 
 #include "api/activation_object.h"
+#include "base/utf.h"
 #include "veltro/activation.h"
 
 namespace Veltro::Internal {
@@ -40,9 +41,10 @@ Abi::HRESULT Deliver(Result* result, Body&& body) noexcept {
   return Perform([&] { *result = body(); });
 }
 
-/// A copy of the client's text.
+/// A copy of the client's text, in which lone surrogates have become U+FFFD: so it reads the same
+/// from memory and from files.
 inline std::u16string TextOf(Abi::HSTRING string) {
-  return std::u16string(Abi::ViewString(string));
+  return ToUtf16(ToUtf8(Abi::ViewString(string)));
 }
 
 }  // namespace Veltro::Internal

@@ -35,20 +35,20 @@ void PostAction(std::u16string action, StringMap data) {
 void PostTimedActionStart(std::u16string action, StringMap data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTimedActions().TrackTimedActionStart(std::move(action), std::move(data));
+        runtime.GetTimedActions().TrackTimedActionStart(action, std::move(data));
       });
 }
 
 void PostTimedActionUpdate(std::u16string action, StringMap data) {
   Runtime::Current().PostTracking(
-      [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTimedActions().TrackTimedActionUpdate(std::move(action), std::move(data));
+      [action = std::move(action), data = std::move(data)](Runtime& runtime) {
+        runtime.GetTimedActions().TrackTimedActionUpdate(action, data);
       });
 }
 
 void PostTimedActionEnd(std::u16string action) {
-  Runtime::Current().PostTracking([action = std::move(action)](Runtime& runtime) mutable {
-    runtime.GetTimedActions().TrackTimedActionEnd(std::move(action));
+  Runtime::Current().PostTracking([action = std::move(action)](Runtime& runtime) {
+    runtime.GetTimedActions().TrackTimedActionEnd(action);
   });
 }
 
@@ -56,9 +56,9 @@ AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action) {
   const auto answer = std::make_shared<Answer<bool>>(false);
   const AsyncOperation<bool> operation = answer->Operation();
   Enter([&] {
-    Runtime::Current().PostTracking([answer, action = std::move(action)](Runtime& runtime) mutable {
+    Runtime::Current().PostTracking([answer, action = std::move(action)](Runtime& runtime) {
       runtime.GetTimedActions().TrackingTimedActionExists(
-          std::move(action), [answer](bool exists) { answer->Complete(exists); });
+          action, [answer](bool exists) { answer->Complete(exists); });
     });
   });
   return operation;
@@ -102,7 +102,7 @@ void PostLifecyclePause() {
   Runtime& runtime = Runtime::Current();
   runtime.SharedQueue().Post([&runtime] {
     runtime.GetLifecycle().Pause();
-    // The system may end a paused application, or lose power, without a word.
+    // The system may end a paused application without a word, and run out of power.
     runtime.GetHitQueue().Sync();
   });
 }

@@ -132,24 +132,21 @@ Lifecycle& Runtime::GetLifecycle() {
 
 std::size_t Runtime::QueuedHitCount(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
-  sharedQueue_.Post([this] { GetHitQueue(); });
-  sharedQueue_.WaitUntilDone(deadline.Remaining());
+  RunOnSharedQueue([this] { GetHitQueue(); }, timeout);
   HitQueue* const queue = hitQueue_.Peek();
   return queue == nullptr ? 0 : queue->QueuedHitCount(deadline.Remaining());
 }
 
 std::u16string Runtime::VisitorId(std::chrono::milliseconds timeout) {
   if (!GetSettings().LoadedVisitorId()) {
-    sharedQueue_.Post([this] { GetSettings().GetStoredVisitorId(); });
-    sharedQueue_.WaitUntilDone(timeout);
+    RunOnSharedQueue([this] { GetSettings().GetStoredVisitorId(); }, timeout);
   }
   return GetSettings().LoadedVisitorId().value_or(u"");
 }
 
 float Runtime::LifetimeValue(std::chrono::milliseconds timeout) {
   if (!GetSettings().LoadedLifetimeValue()) {
-    sharedQueue_.Post([this] { GetSettings().GetStoredLifetimeValue(); });
-    sharedQueue_.WaitUntilDone(timeout);
+    RunOnSharedQueue([this] { GetSettings().GetStoredLifetimeValue(); }, timeout);
   }
   return GetSettings().LoadedLifetimeValue().value_or(0);
 }
@@ -165,10 +162,17 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
 bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   if (!sharedQueue_.WaitUntilDone(timeout)) return false;
-  TimedActionTable* const actions = timedActions_.Peek();
-  if (actions != nullptr && !actions->WaitUntilSaved(deadline.Remaining())) return false;
   HitQueue* const queue = hitQueue_.Peek();
-  return queue == nullptr || queue->WaitUntilSaved(deadline.Remaining());
+  const bool hitsSaved = queue == nullptr || queue->WaitUntilSaved(deadline.Remaining());
+  TimedActionTable* const actions = timedActions_.Peek();
+  const bool actionsSaved = actions == nullptr || actions->WaitUntilSaved(deadline.Remaining());
+  return hitsSaved && actionsSaved;
+}
+
+/// Runs `item` behind all earlier work, and waits for it.
+void Runtime::RunOnSharedQueue(WorkQueue::Item item, std::chrono::milliseconds timeout) {
+  sharedQueue_.Post(std::move(item));
+  sharedQueue_.WaitUntilDone(timeout);
 }
 
 /// Where the analytics identifier is asked for, while data may leave the device.

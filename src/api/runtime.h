@@ -98,6 +98,7 @@ class Runtime {
     ~LogRoute();
   };
 
+  void RunOnSharedQueue(WorkQueue::Item item, std::chrono::milliseconds timeout);
   std::optional<std::string> IdentifierUrl();
   void OnPrivacySet(VeltroPrivacyStatus status);
   void OnLaunch(StringMap data, std::int32_t timestamp);

@@ -76,7 +76,7 @@ float SettingsStore::GetStoredLifetimeValue() {
   const float value =
       HasKey(kLifetimeValueKey) ? ParseLifetimeValue(ReadString(kLifetimeValueKey)) : 0;
   const std::lock_guard lock(mutex_);
-  lifetimeValue_ = value;
+  if (!lifetimeValue_) lifetimeValue_ = value;
   return value;
 }
 

@@ -47,7 +47,7 @@ class SettingsStore {
   /// begins with no number, or with one that is out of range.
   float GetStoredLifetimeValue();
 
-  /// The value as last read or set; touches neither settings nor disk.
+  /// The value as first read or last set; touches neither settings nor disk.
   std::optional<float> LoadedLifetimeValue();
 
   /// Stores `value`, rounded to two decimals.

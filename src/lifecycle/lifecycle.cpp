@@ -54,7 +54,7 @@ Lifecycle::Lifecycle(SettingsStore& settings, const Configuration& config,
 
 void Lifecycle::Start() {
   try {
-    StartOrResume();
+    if (!Resume()) ReportLaunch();
   } catch (const PlatformError&) {  // the settings fail; the next start tries again
   }
 }
@@ -65,10 +65,6 @@ void Lifecycle::Pause() {
     WriteDate(kPauseDate, Now());
   } catch (const PlatformError&) {
   }
-}
-
-void Lifecycle::StartOrResume() {
-  if (!Resume()) ReportLaunch();
 }
 
 /// Goes on with the session when the application was paused, and not for long.
@@ -101,7 +97,7 @@ void Lifecycle::ReportLaunch() {
   lastData_.Set(launch.data);
   // Dated a second back, so that it comes before what the user does first.
   if (config_.IsAnalyticsConfigured()) listeners_.launched(launch.data, Add(now, -1));
-  if (config_.IsAudienceManagerConfigured()) listeners_.signal(launch.data);
+  if (config_.IsAudienceManagerConfigured() && listeners_.signal) listeners_.signal(launch.data);
   PersistStep(launch);
 }
 
@@ -169,7 +165,6 @@ void Lifecycle::LaunchStep(Launch& launch) {
   const std::int32_t launches = Add(settings_.ReadInt32(kLaunches).value_or(0), 1);
   launch.data.Merge(device_.GetDefaultContextData());
   launch.data.Set(u"a.LaunchEvent", u"LaunchEvent");
-  launch.data.Set(u"a.OSVersion", u"Windows " + device_.GetOsVersion());
   launch.data.Set(u"a.Launches", DecimalText(launches));
   launch.data.Set(u"a.HourOfDay", DecimalText(launch.calendar.hour));
   launch.data.Set(u"a.DayOfWeek", DecimalText(launch.calendar.dayOfWeek + 1));

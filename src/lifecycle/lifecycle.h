@@ -34,7 +34,8 @@ class Lifecycle {
     /// while Analytics is configured.
     std::function<void(StringMap data, std::int32_t timestamp)> launched;
 
-    /// The context data of a launch as traits of the user. Only while Skaipra is configured.
+    /// The context data of a launch as traits of the user. Only while Skaipra is configured. Null
+    /// when there is nobody to tell.
     std::function<void(StringMap traits)> signal;
   };
 
@@ -57,7 +58,6 @@ class Lifecycle {
     StringMap data;
   };
 
-  void StartOrResume();
   bool Resume();
   void ReportLaunch();
   void InstallStep(Launch& launch);

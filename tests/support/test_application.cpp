@@ -40,8 +40,8 @@ TestApplication::TestApplication() : collector_(Collector::Collector::Options{})
 
 TestApplication::~TestApplication() { Stop(); }
 
-void TestApplication::Start(std::string analytics) {
-  const std::string text = "{\"analytics\":" + std::move(analytics) + "}";
+void TestApplication::Start(std::string analytics, std::string_view others) {
+  const std::string text = "{\"analytics\":" + std::move(analytics).append(others) + "}";
   StartWithFile(ReplaceAll(text, "SERVER", collector_.Host()).c_str());
 }
 

@@ -25,8 +25,8 @@ class TestApplication {
   ~TestApplication();
 
   /// Starts with this "analytics" object in the configuration file, in which SERVER stands for the
-  /// collection server.
-  void Start(std::string analytics);
+  /// collection server, and these `others`, which begin with a comma.
+  void Start(std::string analytics, std::string_view others = "");
 
   /// Starts with this configuration file; without one when it is null.
   void StartWithFile(const char* text);

@@ -66,8 +66,8 @@ class ActivationTest : public testing::Test {
     return static_cast<Statics*>(statics);
   }
 
-  /// Expects this context data in the only queued hit, and empties the queue.
-  void ExpectHit(const std::string& contextData) { ExpectInHit("&c.&a." + contextData + "&.c&"); }
+  /// Expects the context data of the only queued hit to end with this, and empties the queue.
+  void ExpectHit(const std::string& contextData) { ExpectInHit(contextData + "&.c&"); }
 
   /// Looks for `part` in the only queued hit, once it is on disk, and empties the queue.
   void ExpectInHit(const std::string& part) {
@@ -220,7 +220,6 @@ TEST_F(ActivationTest, CallsTheOneHandlerOfAnOperationThatNobodyHolds) {
   EXPECT_TRUE(isEarly);
 }
 
-// The last case: behind a launch, every hit carries its data.
 TEST_F(ActivationTest, MeasuresTimesValuesPlacesAndLaunches) {
   const char16_t* const pay = u"pay";
   Map data({{u"kept", 1}}, Fault::None);
@@ -235,24 +234,25 @@ TEST_F(ActivationTest, MeasuresTimesValuesPlacesAndLaunches) {
     operation->Release();
     EXPECT_EQ(Call(analytics_, 10, HSTRING(Text{pay})), kOk);
   }
-  ExpectInHit("&c.&a.&action=pay&action.&time.&inapp=");
+  ExpectInHit("&action=pay&action.&time.&inapp=");
 
-  double value = 0;
+  double before = -1, after = -1;
+  EXPECT_EQ(Call(config_, 15, &before), kOk);
   EXPECT_EQ(Call(analytics_, 12, 19.5, nullptr), kOk);
-  ExpectInHit("&c.&a.&internalaction=LifetimeValueIncrease&ltv.&amount=19.50&");
-  EXPECT_EQ(Call(config_, 15, &value), kOk);
-  EXPECT_EQ(value, 19.5);
+  ExpectInHit("&internalaction=LifetimeValueIncrease&ltv.&amount=");
+  EXPECT_EQ(Call(config_, 15, &after), kOk);
+  EXPECT_EQ(after - before, 19.5);
   EXPECT_EQ(Call(analytics_, 13, 12.5, -3.25, static_cast<ContextMap*>(&data)), kOk);
   ExpectInHit("&loc.&lat.&a=012.5&b=00&c=00&.lat&lon.&a=-003.2&b=50&c=00&.lon&.loc&");
   EXPECT_EQ(Call(analytics_, 17, 12.5, -3.25, 7.0, nullptr), kOk);
   ExpectInHit("&loc.&acc=7&lat.&a=012.5&");
 
   EXPECT_EQ(Call(config_, 11), kOk);
-  ExpectInHit("&InstallEvent=InstallEvent&");
+  ExpectInHit("&internalaction=Lifecycle&");
   EXPECT_EQ(Call(config_, 12), kOk);
   EXPECT_EQ(Call(config_, 11), kOk);  // comes back at once, which is no launch
   EXPECT_EQ(Call(analytics_, 6, nullptr, nullptr), kOk);
-  ExpectInHit("&Launches=1&");
+  ExpectInHit("&LaunchEvent=LaunchEvent&");
 }
 
 }  // namespace

@@ -32,10 +32,12 @@ TEST_F(LaunchTest, ReportsALaunchWhoseDataAllLaterHitsCarry) {
   Analytics::TrackState("Home");
   Config::PauseCollectingLifecycleData();
   ASSERT_TRUE(app_.WaitForHits(2));
-  app_.Start(kConfig);
+  app_.Start(kConfig, R"(,"audienceManager":{"server":"127.0.0.1:1"})");
   app_.Time().Advance(300s);
   Config::CollectLifecycleData();
   Analytics::TrackLocation(52.52, 13.405, 9.6);
+  Config::PauseCollectingLifecycleData();
+  Config::CollectLifecycleData();  // goes on with the session
   ASSERT_TRUE(app_.WaitForHits(4));
   const auto hits = Hits();
   EXPECT_EQ(hits[0].variables.at("pev2"), "VLTINTERNAL:Lifecycle");
@@ -88,6 +90,26 @@ TEST_F(LaunchTest, MeasuresTimesAndValuesAcrossAPauseAndANewProcess) {
                                             {"a.action.time.inapp", "10"},
                                             {"cart", "2"}}));
   EXPECT_EQ(Hits()[3].contextData.at("a.ltv.amount"), "20.25");
+}
+
+TEST_F(LaunchTest, EndsTimedActionsInCallOrder) {
+  app_.Start(kConfig);
+  Config::SetPrivacyStatus(VeltroPrivacyStatus::Unknown);
+  const auto track = [] {
+    Analytics::TrackTimedActionStart("a");
+    Analytics::TrackTimedActionEnd("a");
+  };
+  for (int i = 0; i < 20; ++i) {
+    track();
+    EXPECT_EQ(Analytics::GetTrackingQueueSize(), 1);
+    track();
+    Analytics::ClearTrackingQueue();
+    EXPECT_EQ(app_.QueueSize(), 0);
+    track();
+    Config::SetPrivacyStatus(VeltroPrivacyStatus::OptOut);
+    Config::SetPrivacyStatus(VeltroPrivacyStatus::Unknown);
+    EXPECT_EQ(app_.QueueSize(), 0);
+  }
 }
 
 TEST_F(LaunchTest, RefusesAllOfItAfterAnOptOutButKeepsCountOfLaunches) {
