@@ -148,7 +148,8 @@ TEST_F(HitSenderTest, JudgesAnAnswerByTheRuleForItsHit) {
       queue_->EnqueueHit("s1", kNow);
       const Left left = offline ? row.offlineOn : row.offlineOff;
       EXPECT_EQ(LeftAfterDraining(), left == Left::CoolingDown ? 1U : 0U);
-      EXPECT_EQ(fakes_.clock.WaitForSleepers(1, 0ms), left == Left::CoolingDown);
+      EXPECT_EQ(fakes_.clock.WaitForSleepers(1, left == Left::CoolingDown ? 5000ms : 0ms),
+                left == Left::CoolingDown);
       EXPECT_TRUE(!offline || log_.Contains(row.line));
       Stop();
     }

@@ -126,17 +126,21 @@ class Application {
 // what that reports.
 const std::string kThird =
     "InstallDate=@-864000 LastDateUsed=@-86400 Launches=#3 LastVersion=1.2.4 ";
+const std::string kClosed = kThird + "SuccessfulClose=true ";
 const std::string kRunning = kThird + "SuccessfulClose=false SessionStart=@-1000 ";
-const std::string kPaused = kThird + "SuccessfulClose=true SessionStart=@-1000 ";
+const std::string kPaused = kClosed + "SessionStart=@-1000 ";
 const std::string kFourth =
     "InstallDate=@-864000 LastDateUsed=@0 Launches=#4 LastVersion=1.2.4 SuccessfulClose=false ";
 const std::string kEvents = "InstallEvent DailyEngUserEvent MonthlyEngUserEvent LaunchEvent ";
 const std::string kSunday = "LaunchEvent HourOfDay=12 DayOfWeek=1 ";
 const std::string kSince = "DailyEngUserEvent DaysSinceFirstUse=10 DaysSinceLastUse=1 Launches=4 ";
-const std::string kFreshSession = "SuccessfulClose=false SessionStart=@0 ";
+const std::string kInstalled =
+    "InstallDate=@0 LastDateUsed=@0 Launches=#1 LastVersion=1.2.4 SuccessfulClose=false "
+    "SessionStart=@0 ";
 
 struct Row {
-  std::string name, before = "", calls = "S0", after;
+  std::string name, before = kClosed, calls = "S0";
+  std::string after = kFourth + "SessionStart=@0";
   std::string data = "none";  ///< of the last launch, without that of the device
   std::string pauses = "";
   std::int64_t now = kNow;
@@ -145,7 +149,8 @@ struct Row {
 
 const Row kRows[] = {
     {.name = "install",
-     .after = "InstallDate=@0 LastDateUsed=@0 Launches=#1 LastVersion=1.2.4 " + kFreshSession,
+     .before = "",
+     .after = kInstalled,
      .data = kEvents + "InstallDate=9/13/2020 Launches=1 HourOfDay=12 DayOfWeek=1"},
     {.name = "pause", .before = kRunning, .calls = "P0", .after = kPaused + "PauseDate=@0"},
     {.name = "resume just inside the time-out",
@@ -154,11 +159,9 @@ const Row kRows[] = {
      .pauses = "299 "},
     {.name = "launch exactly at the time-out",
      .before = kPaused + "PauseDate=@-300",
-     .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "PrevSessionLength=700",
      .pauses = "300 "},
     {.name = "two pauses in one session",
-     .before = kThird + "SuccessfulClose=true",
      .calls = "S0 P100 S200 P260 S1000",
      .after = "InstallDate=@-864000 LastDateUsed=@1000 Launches=#5 LastVersion=1.2.4 "
               "SuccessfulClose=false SessionStart=@1000",
@@ -169,68 +172,60 @@ const Row kRows[] = {
      .calls = "P0 S100",
      .after = kThird + "SuccessfulClose=false SessionStart=@-900",
      .pauses = "100 "},
-    {.name = "crash",
-     .before = kRunning,
-     .after = kFourth + "SessionStart=@0",
-     .data = kSunday + kSince + "CrashEvent"},
+    {.name = "crash", .before = kRunning, .data = kSunday + kSince + "CrashEvent"},
     {.name = "crash after a resume",
      .before = kPaused + "PauseDate=@-10",
      .calls = "S0 S0",
-     .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "CrashEvent",
      .pauses = "10 "},
     {.name = "crash with a pause date left behind",
      .before = kRunning + "PauseDate=@-400",
-     .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "CrashEvent",
      .pauses = "400 "},
     {.name = "upgrade",
-     .before = kThird + "SuccessfulClose=true LastVersion=1.2.3 LaunchesAfterUpgrade=#7 "
-                        "UpgradeDate=@-500000",
+     .before = kClosed + "LastVersion=1.2.3 LaunchesAfterUpgrade=#7 UpgradeDate=@-500000",
      .after = kFourth + "SessionStart=@0 UpgradeDate=@0 LaunchesAfterUpgrade=#1",
      .data = kSunday + kSince + "UpgradeEvent LaunchesSinceUpgrade=1"},
     {.name = "the launch after an upgrade",
-     .before = kThird + "SuccessfulClose=true LaunchesAfterUpgrade=#1 UpgradeDate=@-172799",
+     .before = kClosed + "LaunchesAfterUpgrade=#1 UpgradeDate=@-172799",
      .after = kFourth + "SessionStart=@0 UpgradeDate=@-172799 LaunchesAfterUpgrade=#2",
      .data = kSunday + kSince + "DaysSinceLastUpgrade=1 LaunchesSinceUpgrade=2"},
     {.name = "previous session of 604,799 s",
-     .before = kThird + "SuccessfulClose=true SessionStart=@-605199 PauseDate=@-400",
-     .after = kFourth + "SessionStart=@0",
+     .before = kClosed + "SessionStart=@-605199 PauseDate=@-400",
      .data = kSunday + kSince + "PrevSessionLength=604799",
      .pauses = "400 "},
     {.name = "previous session of 604,800 s",
-     .before = kThird + "SuccessfulClose=true SessionStart=@-605200 PauseDate=@-400",
-     .after = kFourth + "SessionStart=@0",
+     .before = kClosed + "SessionStart=@-605200 PauseDate=@-400",
      .data = kSunday + kSince + "ignoredSessionLength=604800",
      .pauses = "400 "},
     {.name = "last used on 31 January, launched on 1 February",
-     .before = kThird + "SuccessfulClose=true",
-     .after = kFourth + "SessionStart=@0",
      .data = kSince + "LaunchEvent HourOfDay=5 DayOfWeek=1 MonthlyEngUserEvent",
      .now = kFebruary1},
     {.name = "last used on 5 March, launched on 5 April",
-     .before = kThird + "SuccessfulClose=true InstallDate=@-2678400 LastDateUsed=@-2678400",
+     .before = kClosed + "InstallDate=@-2678400 LastDateUsed=@-2678400",
      .after = kFourth + "InstallDate=@-2678400 SessionStart=@0",
      .data = "MonthlyEngUserEvent LaunchEvent HourOfDay=12 DayOfWeek=1 Launches=4 "
              "DaysSinceFirstUse=31 DaysSinceLastUse=31",
      .now = kApril5},
     {.name = "launched a year after the last use",
-     .before = kThird + "SuccessfulClose=true InstallDate=@-31536000 LastDateUsed=@-31536000",
+     .before = kClosed + "InstallDate=@-31536000 LastDateUsed=@-31536000",
      .after = kFourth + "InstallDate=@-31536000 SessionStart=@0",
      .data = "LaunchEvent HourOfDay=12 DayOfWeek=1 Launches=4 DaysSinceFirstUse=365 "
              "DaysSinceLastUse=365",
      .now = kApril5},
     {.name = "installed on a Saturday night",
-     .after = "InstallDate=@0 LastDateUsed=@0 Launches=#1 LastVersion=1.2.4 " + kFreshSession,
+     .before = "",
+     .after = kInstalled,
      .data = kEvents + "InstallDate=9/12/2020 Launches=1 HourOfDay=23 DayOfWeek=7",
      .now = kSaturdayNight},
     {.name = "the same time east of Greenwich",
-     .after = "InstallDate=@0 LastDateUsed=@0 Launches=#1 LastVersion=1.2.4 " + kFreshSession,
+     .before = "",
+     .after = kInstalled,
      .data = kEvents + "InstallDate=9/13/2020 Launches=1 HourOfDay=5 DayOfWeek=1",
      .now = kSaturdayNight,
      .bias = -330},
     {.name = "the day before and the same in the west",
-     .before = kThird + "SuccessfulClose=true LastDateUsed=@-3600",
+     .before = kClosed + "LastDateUsed=@-3600",
      .calls = "S1800",
      .after = kFourth + "LastDateUsed=@1800 SessionStart=@1800",
      .data = "LaunchEvent HourOfDay=16 DayOfWeek=7 Launches=4 DaysSinceFirstUse=10 "
@@ -238,7 +233,7 @@ const Row kRows[] = {
      .now = kSaturdayNight,
      .bias = 480},
     {.name = "clock set back before a launch",
-     .before = kThird + "SuccessfulClose=true InstallDate=@864000 LastDateUsed=@86400",
+     .before = kClosed + "InstallDate=@864000 LastDateUsed=@86400",
      .after = kFourth + "InstallDate=@864000 SessionStart=@0",
      .data = kSunday + "DailyEngUserEvent Launches=4 DaysSinceFirstUse=-10 DaysSinceLastUse=-1"},
     {.name = "clock set back during a pause",
@@ -255,12 +250,10 @@ const Row kRows[] = {
      .data = kSunday + kSince},
     {.name = "no session start to speak of",
      .before = kPaused + "PauseDate=@-10 SessionStart=early",
-     .after = kFourth + "SessionStart=@0",
      .data = kSunday + kSince + "ignoredSessionLength=1599999990",
      .pauses = "10 "},
     {.name = "no session start",
-     .before = kThird + "SuccessfulClose=true PauseDate=@-10",
-     .after = kFourth + "SessionStart=@0",
+     .before = kClosed + "PauseDate=@-10",
      .data = kSunday + kSince,
      .pauses = "10 "},
     {.name = "nothing but the install date",
