@@ -53,15 +53,12 @@ void PostTimedActionEnd(std::u16string action) {
 }
 
 AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action) {
-  const auto answer = std::make_shared<Answer<bool>>(false);
-  const AsyncOperation<bool> operation = answer->Operation();
-  Enter([&] {
-    Runtime::Current().PostTracking([answer, action = std::move(action)](Runtime& runtime) {
+  return BeginOperation(false, [&](Runtime& current, const auto& answer) {
+    current.PostTracking([answer, action = std::move(action)](Runtime& runtime) {
       runtime.GetTimedActions().TrackingTimedActionExists(
           action, [answer](bool exists) { answer->Complete(exists); });
     });
   });
-  return operation;
 }
 
 void PostLifetimeValueIncrease(double amount, StringMap data) {
@@ -103,7 +100,7 @@ void PostLifecyclePause() {
   runtime.SharedQueue().Post([&runtime] {
     runtime.GetLifecycle().Pause();
     // The system may end a paused application without a word, and run out of power.
-    runtime.GetHitQueue().Sync();
+    runtime.SyncHits();
   });
 }
 

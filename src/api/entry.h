@@ -41,18 +41,24 @@ class Answer {
       std::make_shared<typename AsyncOperation<T>::State>();
 };
 
+/// The operation whose result is what `begin(runtime, answer)`, or whoever keeps the answer,
+/// delivers to it; else `fallback`.
+template <class T, class Begin>
+AsyncOperation<T> BeginOperation(T fallback, Begin begin) {
+  const auto answer = std::make_shared<Answer<T>>(std::move(fallback));
+  const AsyncOperation<T> operation = answer->Operation();
+  Enter([&] { begin(Runtime::Current(), answer); });
+  return operation;
+}
+
 /// Asks for `question(runtime)` on the shared queue, so that it sees every earlier call. The result
 /// is `fallback` when the question fails.
 template <class T, class Question>
 AsyncOperation<T> Ask(T fallback, Question question) {
-  const auto answer = std::make_shared<Answer<T>>(std::move(fallback));
-  const AsyncOperation<T> operation = answer->Operation();
-  Enter([&] {
-    Runtime& runtime = Runtime::Current();
+  return BeginOperation(std::move(fallback), [&](Runtime& runtime, const auto& answer) {
     runtime.SharedQueue().Post(
         [&runtime, answer, question] { answer->Complete(question(runtime)); });
   });
-  return operation;
 }
 
 }  // namespace Veltro::Internal

@@ -151,6 +151,10 @@ float Runtime::LifetimeValue(std::chrono::milliseconds timeout) {
   return GetSettings().LoadedLifetimeValue().value_or(0);
 }
 
+void Runtime::SyncHits() {
+  if (HitQueue* const queue = hitQueue_.Peek()) queue->Sync();
+}
+
 HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   if (!WaitUntilSaved(timeout)) return HitSender::DrainResult::TimedOut;

@@ -85,6 +85,9 @@ class Runtime {
   /// `timeout`; failing that it is 0.
   float LifetimeValue(std::chrono::milliseconds timeout);
 
+  /// Makes the hits tracked so far proof against a loss of power.
+  void SyncHits();
+
   /// Sends the queue after every accepted call has taken effect and is on disk.
   HitSender::DrainResult Flush(std::chrono::milliseconds timeout);
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "support/test_application.h"
 #include "veltro/veltro.h"
 
@@ -101,7 +103,7 @@ TEST_F(LaunchTest, EndsTimedActionsInCallOrder) {
   };
   for (int i = 0; i < 20; ++i) {
     track();
-    EXPECT_EQ(Analytics::GetTrackingQueueSize(), 1);
+    EXPECT_EQ(Runtime::Peek()->QueuedHitCount(10s), 1U);
     track();
     Analytics::ClearTrackingQueue();
     EXPECT_EQ(app_.QueueSize(), 0);
@@ -110,6 +112,24 @@ TEST_F(LaunchTest, EndsTimedActionsInCallOrder) {
     Config::SetPrivacyStatus(VeltroPrivacyStatus::Unknown);
     EXPECT_EQ(app_.QueueSize(), 0);
   }
+}
+
+TEST_F(LaunchTest, BringsHitsToTheStorageDeviceWithAPause) {
+  app_.Start(kConfig);
+  Config::SetPrivacyStatus(VeltroPrivacyStatus::Unknown);
+  HitStore& store = Runtime::Peek()->GetHitStore();
+  const auto isSynced = [&] {
+    for (int i = 0; i < 5000 && store.NeedsSync(); ++i) std::this_thread::sleep_for(1ms);
+    return !store.NeedsSync();
+  };
+  Analytics::TrackState("synced as the worker falls idle");
+  EXPECT_EQ(Runtime::Peek()->QueuedHitCount(10s), 1U);
+  EXPECT_TRUE(isSynced());
+  Analytics::TrackState("within the same second");
+  EXPECT_EQ(Runtime::Peek()->QueuedHitCount(10s), 2U);
+  EXPECT_TRUE(store.NeedsSync());
+  Config::PauseCollectingLifecycleData();
+  EXPECT_TRUE(isSynced());
 }
 
 TEST_F(LaunchTest, RefusesAllOfItAfterAnOptOutButKeepsCountOfLaunches) {
