@@ -104,7 +104,7 @@ TEST_F(HitRoadTest, TriesAgainAfterTheCooldownWithOfflineTrackingOn) {
   Analytics::TrackState("1");
   Analytics::TrackState("2");
   ASSERT_TRUE(app_.Time().WaitForSleepers(1));
-  EXPECT_EQ(app_.Server().Attempts().size(), 1U);
+  EXPECT_EQ(app_.Server().Requests(Collector::RequestKind::Hit).size(), 1U);
   EXPECT_EQ(Host::Flush(10s), Host::FlushResult::Offline);
   for (int second = 0; second < 30; ++second) {
     ASSERT_TRUE(app_.Time().WaitForSleepers(1));
@@ -112,7 +112,7 @@ TEST_F(HitRoadTest, TriesAgainAfterTheCooldownWithOfflineTrackingOn) {
   }
   EXPECT_TRUE(app_.Server().WaitForHits(2, 10s));
   EXPECT_EQ(Pages(), (std::vector<std::string>{"1", "2"}));
-  EXPECT_EQ(app_.Server().Attempts().size(), 3U);
+  EXPECT_EQ(app_.Server().Requests(Collector::RequestKind::Hit).size(), 3U);
 }
 
 TEST_F(HitRoadTest, TakesA307WithoutLocationAsSuccess) {
@@ -120,7 +120,7 @@ TEST_F(HitRoadTest, TakesA307WithoutLocationAsSuccess) {
   app_.Server().PushFaults({{.status = 307}});
   Analytics::TrackState("1");
   EXPECT_TRUE(app_.WaitForHits(1));
-  EXPECT_EQ(app_.Server().Attempts().size(), 1U);
+  EXPECT_EQ(app_.Server().Requests(Collector::RequestKind::Hit).size(), 1U);
 }
 
 TEST_F(HitRoadTest, SendsWhatAnEarlierProcessQueuedAndRepairsItsTimestamps) {
@@ -154,7 +154,7 @@ TEST_F(HitRoadTest, ForgetsEverythingOnOptOutEvenTheHitUnderWay) {
   Start(kOffline);
   app_.Server().PushFaults({{.kind = Collector::Fault::Kind::Silence}});
   Analytics::TrackState("under way");
-  ASSERT_TRUE(app_.Server().WaitForAttempts(1, 10s));
+  ASSERT_TRUE(app_.Server().WaitForRequests(Collector::RequestKind::Hit, 1, 10s));
   Analytics::TrackState("queued");
   Config::SetPrivacyStatus(Status::OptOut);
   Analytics::TrackState("refused");

@@ -9,15 +9,20 @@
 #include <stdexcept>
 #include <utility>
 
+#include "collector/answer.h"
+#include "collector/audience.h"
+#include "collector/content.h"
 #include "collector/hit_json.h"
 #include "collector/http_server.h"
+#include "collector/request_log.h"
+#include "collector/request_text.h"
+#include "collector/rules.h"
 
 namespace Veltro::Collector {
 namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLongestSilence = std::chrono::seconds(60);
 constexpr std::int64_t kLongestWait = 10 * 60 * 1000;
 constexpr std::int64_t kDefaultWait = 10 * 1000;
 constexpr const char* kJsonType = "application/json";
@@ -40,42 +45,19 @@ std::map<std::string, std::string> ReceivedHeaders(const httplib::Request& reque
   return headers;
 }
 
-std::int32_t StatusUnder(const std::optional<Fault>& fault) {
-  if (!fault || fault->kind == Fault::Kind::Delay) return 200;
-  return fault->kind == Fault::Kind::Status ? fault->status : 0;
-}
-
-void AnswerStatus(const Fault& fault, httplib::Response& response) {
-  response.status = fault.status;
-  if (!fault.location.empty()) response.set_header("Location", fault.location);
-}
-
-// Lets `fault` happen to the present request; whether it is answered all the same.
-bool Play(const Fault& fault, httplib::Response& response) {
-  Connection& connection = HttpServer::CurrentConnection();
-  switch (fault.kind) {
-    case Fault::Kind::Status:
-      AnswerStatus(fault, response);
-      return true;
-    case Fault::Kind::Delay:
-      if (!connection.WaitUntilClientLeaves(fault.delay)) return true;
+Fault::Server ServerOf(RequestKind kind) {
+  switch (kind) {
+    case RequestKind::Hit:
+    case RequestKind::Id:
       break;
-    case Fault::Kind::Silence:
-      connection.WaitUntilClientLeaves(kLongestSilence);
-      break;
-    case Fault::Kind::Reset:
-      connection.Abandon(Connection::Ending::Reset);
-      return false;
-    case Fault::Kind::Close:
-      break;
+    case RequestKind::Event:
+      return Fault::Server::Audience;
+    case RequestKind::Destination:
+      return Fault::Server::Destination;
+    case RequestKind::Content:
+      return Fault::Server::Content;
   }
-  connection.Abandon(Connection::Ending::Close);
-  return false;
-}
-
-bool AnswerWithFault(const std::optional<Fault>& fault, httplib::Response& response) {
-  response.status = 200;
-  return !fault || Play(*fault, response);
+  return Fault::Server::Collection;
 }
 
 void AnswerError(const std::string& message, httplib::Response& response) {
@@ -100,9 +82,12 @@ std::optional<std::int64_t> Parameter(const httplib::Request& request, const cha
 
 class Collector::Service {
  public:
-  explicit Service(Options options) : options_(std::move(options)) {
+  explicit Service(Options options)
+      : options_(std::move(options)), rules_(ParseRules(options_.rules)) {
     AddCollectionRoutes();
+    AddAudienceAndContentRoutes();
     AddHitRoutes();
+    AddRequestRoutes();
     AddFaultRoutes();
     if (!server_.Start(options_.port)) {
       throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(options_.port) +
@@ -112,12 +97,16 @@ class Collector::Service {
 
   ~Service() { log_.StopWaiting(); }
 
+  std::string Host() const { return "127.0.0.1:" + std::to_string(Port()); }
   std::uint16_t Port() const { return server_.Port(); }
-  HitLog& Log() { return log_; }
+  RequestLog& Log() { return log_; }
   FaultQueue& Faults() { return faults_; }
   std::size_t ConnectionCount() const { return connections_; }
-  std::size_t RequestCount(RequestKind kind) const {
-    return kind == RequestKind::Hit ? hitRequests_ : idRequests_;
+
+  void SetRules(std::string_view json) {
+    Rules rules = ParseRules(json);
+    const std::lock_guard lock(rulesMutex_);
+    rules_ = std::move(rules);
   }
 
  private:
@@ -128,7 +117,26 @@ class Collector::Service {
     server_.Get(R"(/b/ss/[\s\S]*)", [this](const Request& request, Response& response) {
       AnswerHit(request, response);
     });
-    server_.Get("/id", [this](const Request&, Response& response) { AnswerId(response); });
+    server_.Get("/id", [this](const Request& request, Response& response) {
+      CountConnection();
+      const nlohmann::json body = {{"id", options_.identifier}};
+      Receive(RequestKind::Id, request, {.body = body.dump(), .contentType = kJsonType}, response);
+    });
+  }
+
+  void AddAudienceAndContentRoutes() {
+    server_.Get("/event", [this](const Request& request, Response& response) {
+      const Answer answer = AnswerEvent(CurrentRules().audience, CurrentParameters(), Host());
+      Receive(RequestKind::Event, request, answer, response);
+    });
+    server_.Get(R"(/destination/[\s\S]*)", [this](const Request& request, Response& response) {
+      Receive(RequestKind::Destination, request, {}, response);
+    });
+    server_.Get(R"(/m2/[\s\S]+/ubox/raw)", [this](const Request& request, Response& response) {
+      const Answer answer = AnswerContent(CurrentRules().content, CurrentParameters(),
+                                          request.get_header_value("Cookie"));
+      Receive(RequestKind::Content, request, answer, response);
+    });
   }
 
   void AddHitRoutes() {
@@ -140,12 +148,19 @@ class Collector::Service {
       AnswerWait(request, response);
     });
     server_.Get("/api/stats", [this](const Request&, Response& response) {
-      const nlohmann::ordered_json stats = {{"hits", log_.Hits().size()},
-                                            {"attempts", log_.Attempts().size()},
-                                            {"connections", connections_.load()},
-                                            {"idRequests", idRequests_.load()}};
-      response.set_content(stats.dump(), kJsonType);
+      response.set_content(Stats(), kJsonType);
     });
+  }
+
+  void AddRequestRoutes() {
+    const auto add = [this](const char* path, RequestKind kind) {
+      server_.Get(path, [this, kind](const Request&, Response& response) {
+        response.set_content(RequestsToJson(log_.Requests(kind)), kJsonType);
+      });
+    };
+    add("/api/events", RequestKind::Event);
+    add("/api/destinations", RequestKind::Destination);
+    add("/api/contents", RequestKind::Content);
   }
 
   void AddFaultRoutes() {
@@ -159,36 +174,66 @@ class Collector::Service {
     server_.Delete("/api/faults", [this](const Request&, Response&) { faults_.Clear(); });
   }
 
-  void Count(std::atomic<std::size_t>& requests) {
-    ++requests;
+  Rules CurrentRules() const {
+    const std::lock_guard lock(rulesMutex_);
+    return rules_;
+  }
+
+  // The server itself sees only the start of a long target.
+  static Parameters CurrentParameters() {
+    return DecodeParameters(HttpServer::CurrentConnection().RawTarget());
+  }
+
+  // Only the collection server asks its connections, so one that began with an event counts, too.
+  void CountConnection() {
     if (HttpServer::CurrentConnection().TakeIsFirst()) ++connections_;
   }
 
+  // Keeps the present request, then answers it with `answer` or as the next fault will have it. The
+  // request that it returns has the status that was really sent.
+  ReceivedRequest Receive(RequestKind kind, const Request& request, const Answer& answer,
+                          Response& response) {
+    const auto fault = faults_.Take(ServerOf(kind));
+    ReceivedRequest received{Now(), HttpServer::CurrentConnection().RawTarget(),
+                             ReceivedHeaders(request), StatusUnder(fault, answer)};
+    log_.Add(kind, received);
+    Show(kind, received);
+    if (!Send(answer, fault, response)) received.status = 0;
+    return received;
+  }
+
+  void Show(RequestKind kind, const ReceivedRequest& request) {
+    if (!options_.onRequest) return;
+    const std::lock_guard lock(deliveryMutex_);
+    options_.onRequest(kind, request);
+  }
+
   void AnswerHit(const Request& request, Response& response) {
-    Count(hitRequests_);
-    const std::string& target = HttpServer::CurrentConnection().RawTarget();
-    const auto fault = faults_.Take();
-    const std::int64_t receivedTime = Now();
-    log_.AddAttempt({receivedTime, target, StatusUnder(fault)});
-    if (!AnswerWithFault(fault, response)) return;
-    if (response.status != 200 && response.status != 307) return;
-    Hit hit = DecodeHit(target);
-    hit.receivedTime = receivedTime;
-    hit.headers = ReceivedHeaders(request);
+    CountConnection();
+    const ReceivedRequest received = Receive(RequestKind::Hit, request, {}, response);
+    if (received.status != 200 && received.status != 307) return;
+    Hit hit = DecodeHit(received.rawTarget);
+    hit.receivedTime = received.receivedTime;
+    hit.headers = received.headers;
     Deliver(std::move(hit));
   }
 
   void Deliver(Hit hit) {
     const std::lock_guard lock(deliveryMutex_);
-    const Hit numbered = log_.Add(std::move(hit));
+    const Hit numbered = log_.AddHit(std::move(hit));
     if (options_.onHit) options_.onHit(numbered);
   }
 
-  void AnswerId(Response& response) {
-    Count(idRequests_);
-    if (!AnswerWithFault(faults_.Take(), response) || response.status != 200) return;
-    const nlohmann::json body = {{"id", options_.identifier}};
-    response.set_content(body.dump(), kJsonType);
+  std::string Stats() const {
+    const auto kept = [this](RequestKind kind) { return log_.Requests(kind).size(); };
+    const nlohmann::ordered_json stats = {{"hits", log_.Hits().size()},
+                                          {"attempts", kept(RequestKind::Hit)},
+                                          {"connections", connections_.load()},
+                                          {"idRequests", log_.RequestCount(RequestKind::Id)},
+                                          {"events", kept(RequestKind::Event)},
+                                          {"destinations", kept(RequestKind::Destination)},
+                                          {"contents", kept(RequestKind::Content)}};
+    return stats.dump();
   }
 
   void AnswerWait(const Request& request, Response& response) const {
@@ -203,12 +248,12 @@ class Collector::Service {
   }
 
   const Options options_;
-  HitLog log_;
+  RequestLog log_;
   FaultQueue faults_;
-  std::mutex deliveryMutex_;  // keeps the calls of `onHit` in the order of the hits
+  mutable std::mutex rulesMutex_;
+  Rules rules_;
+  std::mutex deliveryMutex_;  // one call out at a time; keeps those of `onHit` in order
   std::atomic<std::size_t> connections_ = 0;
-  std::atomic<std::size_t> hitRequests_ = 0;
-  std::atomic<std::size_t> idRequests_ = 0;
   HttpServer server_;  // the last one, so that it stops first: its threads use all the others
 };
 
@@ -218,21 +263,25 @@ Collector::~Collector() = default;
 
 std::uint16_t Collector::Port() const { return service_->Port(); }
 
-std::string Collector::Host() const { return "127.0.0.1:" + std::to_string(Port()); }
+std::string Collector::Host() const { return service_->Host(); }
 
 std::vector<Hit> Collector::Hits() const { return service_->Log().Hits(); }
 
-std::vector<Attempt> Collector::Attempts() const { return service_->Log().Attempts(); }
+std::vector<ReceivedRequest> Collector::Requests(RequestKind kind) const {
+  return service_->Log().Requests(kind);
+}
 
 bool Collector::WaitForHits(std::size_t count, milliseconds timeout) const {
   return service_->Log().WaitForHits(count, timeout);
 }
 
-bool Collector::WaitForAttempts(std::size_t count, milliseconds timeout) const {
-  return service_->Log().WaitForAttempts(count, timeout);
+bool Collector::WaitForRequests(RequestKind kind, std::size_t count, milliseconds timeout) const {
+  return service_->Log().WaitForRequests(kind, count, timeout);
 }
 
 void Collector::Clear() { service_->Log().Clear(); }
+
+void Collector::SetRules(std::string_view json) { service_->SetRules(json); }
 
 void Collector::PushFaults(const std::vector<Fault>& faults) { service_->Faults().Push(faults); }
 
@@ -240,6 +289,8 @@ void Collector::ClearFaults() { service_->Faults().Clear(); }
 
 std::size_t Collector::ConnectionCount() const { return service_->ConnectionCount(); }
 
-std::size_t Collector::RequestCount(RequestKind kind) const { return service_->RequestCount(kind); }
+std::size_t Collector::RequestCount(RequestKind kind) const {
+  return service_->Log().RequestCount(kind);
+}
 
 }  // namespace Veltro::Collector

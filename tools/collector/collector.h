@@ -6,34 +6,35 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "collector/fault.h"
 #include "collector/hit.h"
-#include "collector/hit_log.h"
+#include "collector/received_request.h"
 
 namespace Veltro::Collector {
 
-enum class RequestKind {
-  Hit,  ///< GET /b/ss/...
-  Id,   ///< GET /id
-};
-
-/// A local stand-in for the collection server: answers hits and identifier requests, keeps the hits
-/// decoded, and fails on demand. Listens on 127.0.0.1 only.
+/// A local stand-in for three servers: the collection server answers hits and identifier requests,
+/// the audience server events, the content server requests for the content of a location. The
+/// destinations that the audience server names may lie here, too. Keeps every request, and the hits
+/// decoded; fails on demand. Listens on 127.0.0.1 only.
 ///
 /// Over HTTP it offers
 ///   GET    /api/hits         all hits, a JSON array
-///   DELETE /api/hits         forgets hits and attempts
+///   DELETE /api/hits         forgets hits and requests of every kind
 ///   GET    /api/hits/wait    ?count=N&timeout=MS: the hits as soon as there are N (default 1), or
 ///                            after MS milliseconds (default 10,000, at most ten minutes)
-///   GET    /api/stats        hits, attempts, connections and identifier requests, as numbers
+///   GET    /api/events, /api/destinations, /api/contents
+///                            the requests of that kind, a JSON array
+///   GET    /api/stats        as numbers: hits, attempts (hit requests), events, destinations and
+///                            contents not forgotten; connections and identifier requests so far
 ///   POST   /api/faults       adds faults, see `ParseFaults`
 ///   DELETE /api/faults       takes back the faults not yet used up
 ///
-/// Faults spoil the answers to hits and identifier requests, in the order of the requests. A hit
-/// counts as received when it is answered with status 200 or 307, with a delay at its end; every
-/// hit request counts as an attempt when it comes in.
+/// Faults spoil the answers of one server, in the order of its requests. A hit counts as received
+/// when it is answered with status 200 or 307, with a delay at its end; a request of any kind
+/// counts when it comes in.
 ///
 /// All functions may be called from any thread.
 class Collector {
@@ -43,11 +44,17 @@ class Collector {
     /// Called for each hit, one at a time and in their order, before the hit is answered. May call
     /// everything but the destructor.
     std::function<void(const Hit&)> onHit{};
+    /// Called for each request of any kind when it comes in, whatever it is answered with; never at
+    /// the same time as another call or one of `onHit`. May call everything but the destructor.
+    std::function<void(RequestKind, const ReceivedRequest&)> onRequest{};
     /// What identifier requests are answered with.
     std::string identifier = "2D7A4E1F05B3C690-1A52F08C7E6D4B93";
+    /// What the audience server and the content server answer, see `ParseRules`.
+    std::string rules{};
   };
 
-  /// Listens from here on; throws std::runtime_error when that is not possible on this port.
+  /// Listens from here on; throws std::runtime_error when that is not possible on this port, and
+  /// another std::exception when the rules are bad.
   explicit Collector(Options options);
 
   /// Stops: ends all connections and waits, whether they are answered or not.
@@ -60,21 +67,26 @@ class Collector {
 
   std::vector<Hit> Hits() const;
 
-  /// Every hit request, also those answered with an error or not at all.
-  std::vector<Attempt> Attempts() const;
+  /// Every request of this kind, also those answered with an error or not at all.
+  std::vector<ReceivedRequest> Requests(RequestKind kind) const;
 
-  /// Wait until there are at least `count` hits or attempts; false when `timeout` passed before.
+  /// Wait until there are at least `count` of them; false when `timeout` passed before.
   bool WaitForHits(std::size_t count, std::chrono::milliseconds timeout) const;
-  bool WaitForAttempts(std::size_t count, std::chrono::milliseconds timeout) const;
+  bool WaitForRequests(RequestKind kind, std::size_t count,
+                       std::chrono::milliseconds timeout) const;
 
-  /// Forgets hits and attempts. Their sequence numbers, the other counts and the faults stay.
+  /// Forgets hits and requests. Sequence numbers, counts, rules and faults stay.
   void Clear();
+
+  /// Replaces the rules, see `ParseRules`; throws and changes nothing when they are bad.
+  void SetRules(std::string_view json);
 
   /// Adds faults behind those not yet used up.
   void PushFaults(const std::vector<Fault>& faults);
   void ClearFaults();
 
-  /// How many connections brought a hit or an identifier request so far.
+  /// How many connections brought a hit or an identifier request so far, whatever else they
+  /// brought.
   std::size_t ConnectionCount() const;
 
   /// How many requests of this kind came in so far, whatever they were answered with.

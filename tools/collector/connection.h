@@ -33,7 +33,7 @@ class Connection final : public httplib::Stream {
   /// Path and query of the present request, exactly as received and at full length.
   const std::string& RawTarget() const { return rawTarget_; }
 
-  /// True on the first call, false on all others.
+  /// True on the first call, false on all others, on whichever of the requests they come.
   bool TakeIsFirst() { return std::exchange(isFirst_, false); }
 
   /// From now on nothing is sent; the connection is to be ended in this way.

@@ -1,5 +1,6 @@
 #include "collector/fault.h"
 
+#include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -29,6 +30,17 @@ Fault::Kind ParseKind(const Json& json) {
   return found->second;
 }
 
+Fault::Server ParseServer(const Json& json) {
+  const std::map<Json, Fault::Server> servers = {{"collection", Fault::Server::Collection},
+                                                 {"audience", Fault::Server::Audience},
+                                                 {"content", Fault::Server::Content},
+                                                 {"destination", Fault::Server::Destination}};
+  if (!json.contains("server")) return Fault::Server::Collection;
+  const auto found = servers.find(json["server"]);
+  if (found != servers.end()) return found->second;
+  throw BadFault("\"server\" must be one of collection, audience, content, destination");
+}
+
 std::int64_t ParseNumber(const Json& json, const std::string& name, std::int64_t lowest,
                          std::int64_t highest, std::int64_t absent) {
   if (!json.contains(name)) return absent;
@@ -39,10 +51,10 @@ std::int64_t ParseNumber(const Json& json, const std::string& name, std::int64_t
                  std::to_string(highest));
 }
 
-std::string ParseLocation(const Json& json) {
-  if (!json.contains("location")) return "";
-  if (!json["location"].is_string()) throw BadFault("\"location\" must be a text");
-  return json["location"].get<std::string>();
+std::string ParseText(const Json& json, const std::string& name) {
+  if (!json.contains(name)) return "";
+  if (!json[name].is_string()) throw BadFault("\"" + name + "\" must be a text");
+  return json[name].get<std::string>();
 }
 
 Fault ParseFault(const Json& json) {
@@ -50,9 +62,11 @@ Fault ParseFault(const Json& json) {
   Fault fault;
   fault.kind = ParseKind(json);
   fault.status = static_cast<std::int32_t>(ParseNumber(json, "status", 200, 599, 500));
-  fault.location = ParseLocation(json);
+  fault.location = ParseText(json, "location");
+  fault.body = ParseText(json, "body");
   fault.delay = std::chrono::milliseconds(ParseNumber(json, "milliseconds", 0, kLongestDelay, 0));
   fault.times = static_cast<std::size_t>(ParseNumber(json, "times", 0, kMostTimes, 1));
+  fault.server = ParseServer(json);
   return fault;
 }
 
@@ -76,12 +90,14 @@ void FaultQueue::Clear() {
   faults_.clear();
 }
 
-std::optional<Fault> FaultQueue::Take() {
+std::optional<Fault> FaultQueue::Take(Fault::Server server) {
   const std::lock_guard lock(mutex_);
-  if (faults_.empty()) return std::nullopt;
-  const Fault fault = faults_.front();
-  if (fault.times == 1) faults_.pop_front();
-  if (fault.times > 1) --faults_.front().times;
+  const auto next = std::find_if(faults_.begin(), faults_.end(),
+                                 [&](const Fault& fault) { return fault.server == server; });
+  if (next == faults_.end()) return std::nullopt;
+  const Fault fault = *next;
+  if (fault.times == 1) faults_.erase(next);
+  if (fault.times > 1) --next->times;
   return fault;
 }
 

@@ -15,27 +15,37 @@ namespace Veltro::Collector {
 /// What goes wrong with an answer.
 struct Fault {
   enum class Kind {
-    Status,   ///< answers with `status`, and with `location` as Location header unless empty
+    Status,   ///< answers with `status`, `body`, and `location` as Location header unless empty
     Delay,    ///< answers as usual, `delay` later
     Silence,  ///< never answers, keeps the connection open until the client leaves it
     Reset,    ///< resets the connection instead of answering
     Close,    ///< closes the connection instead of answering
   };
 
+  /// Whose answer it spoils.
+  enum class Server {
+    Collection,  ///< to hits and identifier requests
+    Audience,    ///< to events
+    Content,
+    Destination,
+  };
+
   Kind kind = Kind::Status;
   std::int32_t status = 500;
   std::string location{};
+  std::string body{};
   std::chrono::milliseconds delay{0};
   std::size_t times = 1;  ///< how many answers it spoils; 0: all until the faults are cleared
+  Server server = Server::Collection;
 };
 
 /// Reads one object or an array of objects such as {"kind": "status", "status": 500, "times": 2}.
-/// Members: "kind" (the kinds above in lower case), "status" (200 to 599), "location",
-/// "milliseconds" (of a delay, up to ten minutes), "times" (up to a million). One bad fault
-/// refuses them all: throws a std::exception that tells why.
+/// Members: "kind" (the kinds above in lower case), "status" (200 to 599), "location", "body",
+/// "milliseconds" (of a delay, up to ten minutes), "times" (up to a million), "server" (the servers
+/// above in lower case). One bad fault refuses them all: throws a std::exception that tells why.
 std::vector<Fault> ParseFaults(std::string_view json);
 
-/// Faults waiting to be used up in order. Safe to use from any thread.
+/// Faults waiting to be used up in order, each server's for itself. Safe to use from any thread.
 class FaultQueue {
  public:
   /// Adds `faults` behind those that wait.
@@ -43,8 +53,8 @@ class FaultQueue {
 
   void Clear();
 
-  /// The fault for the next answer, if any; it counts as used.
-  std::optional<Fault> Take();
+  /// The fault for the next answer of `server`, if any; it counts as used.
+  std::optional<Fault> Take(Fault::Server server);
 
  private:
   std::mutex mutex_;

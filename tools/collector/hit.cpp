@@ -1,8 +1,6 @@
 #include "collector/hit.h"
 
-#include <optional>
-
-#include "collector/utf8.h"
+#include "collector/query.h"
 
 namespace Veltro::Collector {
 namespace {
@@ -14,45 +12,6 @@ constexpr std::size_t kMostKeyBytes = 16 * 1024 * 1024;
 constexpr std::string_view kContextData = "c.";
 constexpr std::string_view kActionPrefix = "QXACTION:";
 constexpr std::string_view kInternalActionPrefix = "VLTINTERNAL:";
-
-std::vector<std::string_view> Split(std::string_view text, char separator) {
-  std::vector<std::string_view> parts;
-  for (;;) {
-    const std::size_t end = text.find(separator);
-    parts.push_back(text.substr(0, end));
-    if (end == std::string_view::npos) return parts;
-    text.remove_prefix(end + 1);
-  }
-}
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
-// The byte that the escape at `position` stands for.
-std::optional<char> EscapedByte(std::string_view text, std::size_t position) {
-  if (text.size() - position < 3) return std::nullopt;
-  const int high = HexDigit(text[position + 1]);
-  const int low = HexDigit(text[position + 2]);
-  if (high < 0 || low < 0) return std::nullopt;
-  return static_cast<char>(high * 16 + low);
-}
-
-std::string Unescape(std::string_view text, bool& malformed) {
-  std::string result;
-  result.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = text[i] == '%' ? EscapedByte(text, i) : std::nullopt;
-    if (text[i] == '%' && !byte) malformed = true;
-    result.push_back(byte.value_or(text[i]));
-    if (byte) i += 2;
-  }
-  if (!IsUtf8(result)) malformed = true;
-  return result;
-}
 
 // Walks through the segments of one query and fills the variables and the context data of a hit.
 class QueryDecoder {
@@ -142,11 +101,6 @@ void DecodePath(std::string_view path, Hit& hit) {
   hit.randomPart = Unescape(part(6), hit.malformed);
 }
 
-std::string VariableOf(const Hit& hit, const std::string& name) {
-  const auto found = hit.variables.find(name);
-  return found == hit.variables.end() ? "" : found->second;
-}
-
 }  // namespace
 
 Hit DecodeHit(std::string_view rawTarget) {
@@ -161,7 +115,7 @@ Hit DecodeHit(std::string_view rawTarget) {
 
 HitKind KindOf(const Hit& hit) {
   if (!hit.variables.contains("pe")) return HitKind::State;
-  const std::string detail = VariableOf(hit, "pev2");
+  const std::string detail = ValueOf(hit.variables, "pev2");
   if (detail.starts_with(kActionPrefix)) return HitKind::Action;
   if (detail.starts_with(kInternalActionPrefix)) return HitKind::InternalAction;
   return HitKind::Other;
@@ -169,8 +123,8 @@ HitKind KindOf(const Hit& hit) {
 
 std::string NameOf(const Hit& hit) {
   const HitKind kind = KindOf(hit);
-  if (kind == HitKind::State) return VariableOf(hit, "pageName");
-  const std::string detail = VariableOf(hit, "pev2");
+  if (kind == HitKind::State) return ValueOf(hit.variables, "pageName");
+  const std::string detail = ValueOf(hit.variables, "pev2");
   if (kind == HitKind::Action) return detail.substr(kActionPrefix.size());
   if (kind == HitKind::InternalAction) return detail.substr(kInternalActionPrefix.size());
   return detail;

@@ -3,32 +3,47 @@
 #include <charconv>
 #include <cstdint>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 
 #include "collector/collector.h"
 #include "collector/hit_json.h"
 #include "collector/hit_text.h"
+#include "collector/request_text.h"
 
 namespace {
 
 using Veltro::Collector::Collector;
 using Veltro::Collector::Hit;
+using Veltro::Collector::ReceivedRequest;
+using Veltro::Collector::RequestKind;
 
 constexpr const char* kUsage =
-    R"(Usage: veltro-collector [--port N] [--quiet] [--json] [--help] [--version]
+    R"(Usage: veltro-collector [--port N] [--rules FILE] [--quiet] [--json] [--help] [--version]
 
-Stands in for the collection server on this machine and shows every hit it receives.
+Stands in for the collection, audience and content servers on this machine and shows every hit,
+event, destination call and content request that it receives.
 
-  --port N    listen on 127.0.0.1:N (default 8900); 0 picks a free port
-  --quiet     show no hits
-  --json      show each hit as one line of JSON on standard output, all else on standard error
-  --help      show this text
-  --version   show the version
+  --port N      listen on 127.0.0.1:N (default 8900); 0 picks a free port
+  --rules FILE  answer events and content requests by the rules in this JSON file
+  --quiet       show none of them
+  --json        show each as one line of JSON on standard output, all else on standard error
+  --help        show this text
+  --version     show the version
 
-Ends on Ctrl-C or SIGTERM. Status: 0, 1 when it cannot listen, 2 for wrong options.
+Rules look like this, where all members may be left out and SELF stands for 127.0.0.1:N:
+  {"audience": {"uuid": "U-1",
+                "rules": [{"when": {"c_color": "red"}, "segments": {"likes": "red"},
+                           "destinations": ["http://SELF/destination/red"]}]},
+   "content": {"pcId": "pc-1.local", "sessionId": "session-1",
+               "locations": {"welcome": "Hello"}}}
+
+Ends on Ctrl-C or SIGTERM. Status: 0, 1 when it cannot listen or the rules are bad, 2 for wrong
+options.
 )";
 
 struct CommandLine {
@@ -36,6 +51,7 @@ struct CommandLine {
 
   Task task = Task::Serve;
   std::uint16_t port = 8900;
+  std::string rules;
   bool isQuiet = false;
   bool isJson = false;
   std::string error;  // empty: the options are good
@@ -54,6 +70,14 @@ void TakePort(std::string_view text, CommandLine& commandLine) {
   commandLine.port = port.value_or(0);
 }
 
+void TakeRules(const std::string& path, CommandLine& commandLine) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  commandLine.rules = text.str();
+  if (!commandLine.rules.empty()) return;
+  commandLine.error = "--rules needs a file that can be read and is not empty";
+}
+
 CommandLine ParseCommandLine(int count, char** arguments) {
   CommandLine commandLine;
   for (int i = 1; i < count && commandLine.error.empty(); ++i) {
@@ -62,6 +86,10 @@ CommandLine ParseCommandLine(int count, char** arguments) {
       TakePort(i + 1 < count ? arguments[++i] : "", commandLine);
     } else if (option.starts_with("--port=")) {
       TakePort(option.substr(option.find('=') + 1), commandLine);
+    } else if (option == "--rules") {
+      TakeRules(i + 1 < count ? arguments[++i] : "", commandLine);
+    } else if (option.starts_with("--rules=")) {
+      TakeRules(std::string(option.substr(option.find('=') + 1)), commandLine);
     } else if (option == "--quiet") {
       commandLine.isQuiet = true;
     } else if (option == "--json") {
@@ -94,10 +122,17 @@ int Serve(const CommandLine& commandLine) {
   {
     Collector::Options options;
     options.port = commandLine.port;
+    options.rules = commandLine.rules;
     options.onHit = [&](const Hit& hit) {
       received = hit.sequence;
       if (commandLine.isQuiet) return;
       std::cout << (commandLine.isJson ? HitToJson(hit) + "\n" : HitToText(hit)) << std::flush;
+    };
+    options.onRequest = [&](RequestKind kind, const ReceivedRequest& request) {
+      if (commandLine.isQuiet || kind == RequestKind::Hit || kind == RequestKind::Id) return;
+      std::cout << (commandLine.isJson ? RequestToJson(kind, request) + "\n"
+                                       : RequestToText(kind, request))
+                << std::flush;
     };
     const Collector collector(std::move(options));
     notices << "Listening on http://" << collector.Host() << std::endl;
