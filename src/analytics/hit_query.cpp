@@ -9,13 +9,6 @@
 namespace Veltro::Internal {
 namespace {
 
-void AppendParameter(std::u16string_view key, std::u16string_view value, std::string& out) {
-  out += '&';
-  AppendUrlEscaped(key, out);
-  out += '=';
-  AppendUrlEscaped(value, out);
-}
-
 /// Writes nested levels around parameters that come in key order. A path is a key or the front of
 /// one, up to a dot; dots sort before every other character of a clean key, so all keys of a level
 /// come one after the other.
@@ -27,7 +20,7 @@ class LevelWriter {
     CloseDownTo(CommonLength(entry.key));
     OpenUpTo(entry.key.substr(0, ParentLength(entry.key)));
     if (entry.value.empty()) return;
-    AppendParameter(entry.key.substr(SegmentStart(open_.size())), entry.value, out_);
+    AppendUrlParameter(entry.key.substr(SegmentStart(open_.size())), entry.value, out_);
   }
 
   void CloseAll() { CloseDownTo(0); }
@@ -80,7 +73,7 @@ class LevelWriter {
 
 void AppendHitParameters(const StringMap& variables, const StringMap& contextData,
                          std::string& out) {
-  for (const auto [key, value] : variables) AppendParameter(key, value, out);
+  for (const auto [key, value] : variables) AppendUrlParameter(key, value, out);
   const StringMap cleaned = CleanContextDataKeys(contextData);
   if (cleaned.Empty()) return;
   out += "&c.";

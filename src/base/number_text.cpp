@@ -36,6 +36,11 @@ std::u16string FixedText(double value, int decimals) {
   return Widen(begin, result.ptr);
 }
 
+std::u16string ShortestText(float value) {
+  char text[32];
+  return Widen(text, std::to_chars(std::begin(text), std::end(text), value).ptr);
+}
+
 template <class Number>
 std::errc ReadNumber(std::u16string_view text, Number& number) {
   const std::string ascii = NarrowAscii(text);

@@ -13,6 +13,9 @@ std::u16string DecimalText(std::int64_t value);
 /// `value` with exactly `decimals` digits behind the point, as "%.<decimals>f" in the C locale.
 std::u16string FixedText(double value, int decimals);
 
+/// The shortest text that reads back to the same `value`, as in 3, 0.1 and 1e+21.
+std::u16string ShortestText(float value);
+
 /// Reads the number that `text` begins with, behind white space and whatever may follow it, in
 /// decimal and independent of the locale. Returns `std::errc::invalid_argument` when there is none
 /// and `std::errc::result_out_of_range` when it is too large or too small for `Number`, which is

@@ -16,6 +16,8 @@ constexpr std::array<bool, 128> kUnreserved = [] {
   return table;
 }();
 
+constexpr std::string_view kIllegal = "\"<>\\^`{|}";
+
 void AppendEscapedByte(unsigned char byte, std::string& out) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   const char escaped[] = {'%', kDigits[byte >> 4], kDigits[byte & 0xF]};
@@ -35,6 +37,29 @@ void AppendUrlEscaped(std::u16string_view text, std::string& out) {
     AppendCodePoint(NextCodePoint(text, i), utf8);
     for (const char byte : utf8) AppendEscapedByte(static_cast<unsigned char>(byte), out);
   }
+}
+
+void AppendUrlParameter(std::u16string_view key, std::u16string_view value, std::string& out) {
+  out += '&';
+  AppendUrlEscaped(key, out);
+  out += '=';
+  AppendUrlEscaped(value, out);
+}
+
+std::string EscapeUrlIllegal(std::string_view url) {
+  std::string escaped;
+  escaped.reserve(url.size());
+  for (const char character : url) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool isIllegal =
+        byte <= 0x20 || byte >= 0x7F || kIllegal.find(character) != kIllegal.npos;
+    if (isIllegal) {
+      AppendEscapedByte(byte, escaped);
+    } else {
+      escaped += character;
+    }
+  }
+  return escaped;
 }
 
 }  // namespace Veltro::Internal

@@ -10,4 +10,11 @@ namespace Veltro::Internal {
 /// lone surrogate is encoded as U+FFFD.
 void AppendUrlEscaped(std::u16string_view text, std::string& out);
 
+/// Adds "&", `key` percent-encoded, "=" and `value` percent-encoded.
+void AppendUrlParameter(std::u16string_view key, std::u16string_view value, std::string& out);
+
+/// `url`, UTF-8, with the characters percent-encoded that may stand in no URL: controls, blanks,
+/// those outside ASCII, and "<>\^`{|} and the double quote. Others stay, "%" among them.
+std::string EscapeUrlIllegal(std::string_view url);
+
 }  // namespace Veltro::Internal

@@ -1,22 +1,10 @@
 #include "core/work_queue.h"
 
 #include <memory>
-#include <system_error>
-
-#include "core/log.h"
+#include <utility>
 
 namespace Veltro::Internal {
 namespace {
-
-void RunItem(const WorkQueue::Item& item) noexcept {
-  try {
-    item();
-  } catch (const std::exception& error) {
-    LogError("Analytics - Unable to finish queued work (%s)", error.what());
-  } catch (...) {
-    LogError("Analytics - Unable to finish queued work (%s)", "unknown exception");
-  }
-}
 
 /// A door that one thread opens and another waits at; shared, so that either may leave first.
 struct Door {
@@ -31,18 +19,18 @@ WorkQueue::~WorkQueue() {
   {
     const std::lock_guard lock(mutex_);
     stopping_ = true;
-    if (!pending_.empty()) StartThread();
+    if (!pending_.empty()) RequireThread();
   }
   wake_.notify_one();
   if (thread_.joinable()) thread_.join();
 }
 
-void WorkQueue::Post(Item item) {
+void WorkQueue::Post(WorkItem item) {
   bool wake;
   {
     const std::lock_guard lock(mutex_);
     pending_.push_back(std::move(item));
-    StartThread();
+    RequireThread();
     wake = waiting_;
     waiting_ = false;
   }
@@ -66,17 +54,13 @@ bool WorkQueue::RunsOnThisThread() {
   return std::this_thread::get_id() == thread_.get_id();
 }
 
-void WorkQueue::StartThread() {
+void WorkQueue::RequireThread() {
   if (thread_.joinable()) return;
-  try {
-    thread_ = std::thread([this] { Run(); });
-  } catch (const std::system_error& error) {
-    LogError("Analytics - Unable to start a thread (%s)", error.what());
-  }
+  if (auto thread = StartThread([this] { Run(); })) thread_ = *std::move(thread);
 }
 
 void WorkQueue::Run() {
-  std::vector<Item> batch;
+  std::vector<WorkItem> batch;
   std::unique_lock lock(mutex_);
   while (true) {
     while (pending_.empty()) {
@@ -85,8 +69,8 @@ void WorkQueue::Run() {
     }
     batch.swap(pending_);
     lock.unlock();
-    for (Item& item : batch) {
-      RunItem(item);
+    for (WorkItem& item : batch) {
+      RunWorkItem(item);
       item = nullptr;
     }
     batch.clear();

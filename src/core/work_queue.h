@@ -7,14 +7,14 @@
 #include <thread>
 #include <vector>
 
+#include "core/work_item.h"
+
 namespace Veltro::Internal {
 
 /// A serial queue: items run one at a time, in the order they were posted, on a thread of the
 /// queue's own that starts with the first item. Any thread may post.
 class WorkQueue {
  public:
-  using Item = std::function<void()>;
-
   /// What to do whenever the queue has run dry. Returns how long to wait before it is asked again
   /// if no item comes meanwhile; zero to be left alone until the next item has run. Must not throw.
   using IdleTask = std::function<std::chrono::milliseconds()>;
@@ -29,7 +29,7 @@ class WorkQueue {
 
   /// Adds `item` at the end and returns at once. What an item throws is logged and forgotten. When
   /// the system refuses a thread, the item waits for the next post to try again.
-  void Post(Item item);
+  void Post(WorkItem item);
 
   /// Whether every item posted before the call has run within `timeout`. False at once when called
   /// by an item of this queue.
@@ -37,14 +37,14 @@ class WorkQueue {
 
  private:
   bool RunsOnThisThread();
-  void StartThread();  // with `mutex_` held
+  void RequireThread();  // with `mutex_` held
   void Run();
   void RunIdle(std::unique_lock<std::mutex>& lock);
 
   const IdleTask idleTask_;
   std::mutex mutex_;
   std::condition_variable wake_;
-  std::vector<Item> pending_;
+  std::vector<WorkItem> pending_;
   bool waiting_ = false;  // the thread waits for `wake_`
   bool stopping_ = false;
   std::thread thread_;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <thread>
+
+namespace Veltro::Internal {
+
+/// A piece of work for a thread of the library's.
+using WorkItem = std::function<void()>;
+
+/// Runs `item`. What it throws is logged and forgotten.
+void RunWorkItem(const WorkItem& item) noexcept;
+
+/// A new thread that runs `body`; nothing, but a line in the log, when the system refuses one.
+std::optional<std::thread> StartThread(WorkItem body);
+
+}  // namespace Veltro::Internal
