@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "base/utf.h"
 #include "core/log.h"
 #include "platform/platform_error.h"
 
@@ -19,7 +20,7 @@ std::string ReadBody(HttpResult& result) {
   if (result.status < 200 || result.status > 299) {
     throw PlatformError("the server answered with status " + std::to_string(result.status));
   }
-  return std::move(result.body);
+  return ToUtf8(ToUtf16(result.body));
 }
 
 }  // namespace
@@ -27,6 +28,7 @@ std::string ReadBody(HttpResult& result) {
 template <class T>
 T RequestTask<T>::Get() {
   HttpResult answer = answer_.get();
+  peerIsPublic_ = answer.peerIsPublic;
   if (answer.outcome == HttpResult::Outcome::Cancelled) {
     LogDebug("Request Handler - Request timed out");
     return std::move(onTimeOut_);
@@ -69,9 +71,21 @@ RequestTask<std::string> RequestHandler::GetStringAsync() { return {Start(), Rea
 
 void RequestHandler::Cancel() { transport_.Cancel(id_); }
 
+void RequestHandler::SetCookie(const std::string& name, const std::string& value) {
+  transport_.SetCookie(request_.url, name, value);
+}
+
+void RequestHandler::ClearCookie(const std::string& name) {
+  transport_.ClearCookie(request_.url, name);
+}
+
+std::string RequestHandler::GetCookie(const std::string& name) {
+  return transport_.GetCookie(request_.url, name);
+}
+
 std::future<HttpResult> RequestHandler::Start() {
   const auto promise = std::make_shared<std::promise<HttpResult>>();
-  id_ = transport_.Get(std::move(request_),
+  id_ = transport_.Get(request_,
                        [promise](HttpResult answer) { promise->set_value(std::move(answer)); });
   return promise->get_future();
 }

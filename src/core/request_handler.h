@@ -24,10 +24,14 @@ class RequestTask {
   /// Waits for the result, once. Throws `PlatformError`, with its HRESULT, when there is none.
   T Get();
 
+  /// Behind `Get`: whether the server is at a public address.
+  bool PeerIsPublic() const { return peerIsPublic_; }
+
  private:
   std::future<HttpResult> answer_;
   Read read_;
   T onTimeOut_;
+  bool peerIsPublic_ = true;
 };
 
 /// One HTTP GET: the single place where the library talks HTTP. Make a handler for a URI, add
@@ -46,15 +50,26 @@ class RequestHandler {
   /// Sets a request header, in place of an earlier one of that name.
   void AddHeader(std::string_view name, std::string_view value);
 
+  /// Keeps the GET away from this machine and the networks around it: it fails with
+  /// `kHttpCannotConnect` when a host on its way is there. For URLs that a server names.
+  void RequirePublicHosts() { request_.publicHostsOnly = true; }
+
   /// Starts a GET for the status of its answer. Every status is a normal result.
   RequestTask<std::int32_t> GetStatusAsync();
 
-  /// Starts a GET for the whole body of its answer as text. An answer outside 200 to 299, or one
-  /// longer than `kMaxHttpBodyBytes`, fails.
+  /// Starts a GET for the whole body of its answer as text, UTF-8, in which bytes that are none
+  /// have become U+FFFD. An answer outside 200 to 299, or one longer than `kMaxHttpBodyBytes`,
+  /// fails.
   RequestTask<std::string> GetStringAsync();
 
   /// Ends the GET under way as a time-out would.
   void Cancel();
+
+  // The cookies that go with the URI, before the GET and after it. What is set here counts for the
+  // registrable domain of its host and never expires; a cookie that is not there reads as "".
+  void SetCookie(const std::string& name, const std::string& value);
+  void ClearCookie(const std::string& name);
+  std::string GetCookie(const std::string& name);
 
  private:
   std::future<HttpResult> Start();

@@ -18,6 +18,12 @@ struct HttpRequest {
   std::string url;                       ///< absolute, http or https
   std::vector<HttpHeader> headers;       ///< added to the client's own
   std::chrono::milliseconds timeout{0};  ///< from the start, name resolution and redirects included
+
+  /// For a URL that somebody else chose: whether to stay away, redirects included, from addresses
+  /// that are not public (loopback, link-local, private, multicast, unspecified). A request that
+  /// would connect to one fails with `kHttpCannotConnect`. It gets connections of its own. With a
+  /// proxy it is the proxy's address that counts.
+  bool publicHostsOnly = false;
 };
 
 /// How a request ended.
@@ -32,6 +38,7 @@ struct HttpResult {
   std::int32_t status = 0;
   std::string body;          ///< as received, at most `kMaxHttpBodyBytes`
   bool bodyIsWhole = true;   ///< false when the answer was longer than that and was cut off
+  bool peerIsPublic = true;  ///< of an answer: whether the first server asked has a public address
   std::uint32_t error = 0;   ///< HRESULT
   std::string errorMessage;  ///< UTF-8, for log lines
 };
@@ -58,7 +65,12 @@ inline constexpr std::uint32_t kHttpUnknownError = 0x80004005;
 /// from https to http; an answer that points elsewhere, or nowhere, is itself the result. More than
 /// `kMaxHttpRedirects` of them fail with `kHttpRedirectFailed`.
 ///
-/// Dropping the transport cancels what is under way.
+/// Cookies have one store, which outlives the process: every request takes along those that match
+/// its URL, and what servers set is kept, for as long as the server says. Cookies that a server
+/// sets without an expiry end with the transport. Trouble with the store never fails a request or a
+/// cookie operation.
+///
+/// Dropping the transport stops it.
 class HttpTransport {
  public:
   using RequestId = std::uint64_t;
@@ -72,6 +84,26 @@ class HttpTransport {
 
   /// Ends a request early with `Cancelled`; one that has ended is left alone.
   virtual void Cancel(RequestId id) = 0;
+
+  /// Cancels every request under way and every one to come, whose completions are called as ever,
+  /// and returns at once. Cookies can still be set and read. May be called more than once.
+  virtual void Stop() = 0;
+
+  /// Keeps a cookie, which never expires, for the whole registrable domain of the URL's host and
+  /// all paths, in place of one set so before. A host without one (an IP address, a name of one
+  /// label, a public suffix) gets it for itself alone. `name` and `value` are visible ASCII without
+  /// ";", `name` not empty and without "="; what is not, or comes with a URL that is not http or
+  /// https, is ignored.
+  virtual void SetCookie(const std::string& url, const std::string& name,
+                         const std::string& value) = 0;
+
+  /// Removes every cookie named `name` that a request for `url` would take along.
+  virtual void ClearCookie(const std::string& url, const std::string& name) = 0;
+
+  /// The value of the cookie named `name` that a request for `url` would take along; "" when there
+  /// is none. Of several it is the one with the longest path, then with the longest domain, then
+  /// the one that a host set for itself alone.
+  virtual std::string GetCookie(const std::string& url, const std::string& name) = 0;
 };
 
 }  // namespace Veltro::Internal

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "platform/clock.h"
 #include "platform/debug_output.h"
@@ -13,7 +14,7 @@
 
 namespace Veltro::Internal {
 
-/// Everything the library asks of the system it runs on: one of each.
+/// Everything the library asks of the system it runs on: one of each, and what the host has told.
 struct Platform {
   std::unique_ptr<Clock> clock;
   std::unique_ptr<DebugOutput> debugOutput;
@@ -23,6 +24,10 @@ struct Platform {
   std::unique_ptr<Package> package;
   std::unique_ptr<RandomSource> randomSource;
   std::unique_ptr<SettingsMap> settings;
+
+  /// What follows the client code in the name of the content server, such as ".example" or
+  /// ".localhost:8900".
+  std::string targetEdgeDomain;
 };
 
 }  // namespace Veltro::Internal

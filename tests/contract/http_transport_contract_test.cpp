@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "fakes/fake_http_transport.h"
+#include "fakes/fake_local_folder.h"
 #include "platform/linux/http_transport_curl.h"
 #include "support/raw_server.h"
 #include "support/results.h"
@@ -39,7 +40,9 @@ struct FakeSubject {
 
 /// The real client on a server that takes its answers from the requested path.
 struct CurlSubject {
-  std::unique_ptr<HttpTransport> Make() { return std::make_unique<HttpTransportCurl>(""); }
+  std::unique_ptr<HttpTransport> Make() {
+    return std::make_unique<HttpTransportCurl>("", std::make_unique<FakeLocalFolder>(), nullptr);
+  }
   std::string AnsweringUrl(const std::string& status, const std::string& body) {
     return server.Url("/" + status + "/" + body);
   }

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "fakes/fake_local_folder.h"
 #include "support/raw_server.h"
 #include "support/results.h"
 #include "support/scoped_variable.h"
@@ -34,7 +36,7 @@ class HttpTransportCurlTest : public testing::Test {
   }
 
   ScopedVariable noProxy{"no_proxy", "127.0.0.1"};
-  HttpTransportCurl transport{""};
+  HttpTransportCurl transport{"", std::make_unique<FakeLocalFolder>(), nullptr};
 };
 
 struct Row {

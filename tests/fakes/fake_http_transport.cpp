@@ -14,16 +14,21 @@ HttpResult Answer(std::int32_t status, std::string body = {}) {
   return result;
 }
 
+std::string HostOf(const std::string& url) {
+  const std::size_t scheme = url.find("://");
+  const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
+  return url.substr(start, url.find_first_of(":/?#", start) - start);
+}
+
 }  // namespace
 
 FakeHttpTransport::FakeHttpTransport() : thread_([this] { Run(); }) {}
 
 FakeHttpTransport::~FakeHttpTransport() {
+  Stop();
   {
     std::lock_guard lock(mutex_);
-    stopping_ = true;
-    for (auto& [id, completion] : pending_) Deliver(std::move(completion), {});
-    pending_.clear();
+    ending_ = true;
     changed_.notify_all();
   }
   thread_.join();
@@ -35,7 +40,7 @@ HttpTransport::RequestId FakeHttpTransport::Get(HttpRequest request, Completion 
   const RequestId id = ++lastId_;
   requests_.push_back(std::move(request));
   mostInFlight_ = std::max(mostInFlight_, ++inFlight_);
-  if (stopping_) outcome = HttpResult{};
+  if (stopped_) outcome = HttpResult{};
   if (outcome) {
     Deliver(std::move(completion), std::move(*outcome));
   } else {
@@ -51,6 +56,30 @@ void FakeHttpTransport::Cancel(RequestId id) {
   if (found == pending_.end()) return;
   Deliver(std::move(found->second), {});
   pending_.erase(found);
+}
+
+void FakeHttpTransport::Stop() {
+  std::lock_guard lock(mutex_);
+  stopped_ = true;
+  for (auto& [id, completion] : pending_) Deliver(std::move(completion), {});
+  pending_.clear();
+}
+
+void FakeHttpTransport::SetCookie(const std::string& url, const std::string& name,
+                                  const std::string& value) {
+  std::lock_guard lock(mutex_);
+  cookies_[{HostOf(url), name}] = value;
+}
+
+void FakeHttpTransport::ClearCookie(const std::string& url, const std::string& name) {
+  std::lock_guard lock(mutex_);
+  cookies_.erase({HostOf(url), name});
+}
+
+std::string FakeHttpTransport::GetCookie(const std::string& url, const std::string& name) {
+  std::lock_guard lock(mutex_);
+  const auto found = cookies_.find({HostOf(url), name});
+  return found == cookies_.end() ? "" : found->second;
 }
 
 void FakeHttpTransport::ScriptAnswer(std::int32_t status, std::string body) {
@@ -82,7 +111,7 @@ bool FakeHttpTransport::WaitForRequests(std::size_t count, std::chrono::millisec
 void FakeHttpTransport::Run() {
   std::unique_lock lock(mutex_);
   while (true) {
-    changed_.wait(lock, [this] { return stopping_ || !deliveries_.empty(); });
+    changed_.wait(lock, [this] { return ending_ || !deliveries_.empty(); });
     if (deliveries_.empty()) return;
     Delivery delivery = std::move(deliveries_.front());
     deliveries_.pop_front();

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/http_transport.h"
@@ -22,7 +23,10 @@ namespace Veltro::Internal::Testing {
 ///
 /// A request takes the next scripted outcome; when the script is at its end, the responder's; when
 /// there is no responder, 200 with an empty body. Time-outs do not pass by themselves: a request
-/// left pending stays so until a test completes it, it is cancelled or the transport goes.
+/// left pending stays so until a test completes it, it is cancelled or the transport stops.
+///
+/// Cookies are kept by host and name, whatever they look like; they neither change requests nor
+/// come from answers.
 class FakeHttpTransport : public HttpTransport {
  public:
   using Responder = std::function<HttpResult(const HttpRequest&)>;
@@ -32,6 +36,11 @@ class FakeHttpTransport : public HttpTransport {
 
   RequestId Get(HttpRequest request, Completion completion) override;
   void Cancel(RequestId id) override;
+  void Stop() override;
+  void SetCookie(const std::string& url, const std::string& name,
+                 const std::string& value) override;
+  void ClearCookie(const std::string& url, const std::string& name) override;
+  std::string GetCookie(const std::string& url, const std::string& name) override;
 
   // The script, one line for each request to come.
   void ScriptAnswer(std::int32_t status, std::string body = {});
@@ -85,11 +94,13 @@ class FakeHttpTransport : public HttpTransport {
   Responder responder_;
   std::vector<HttpRequest> requests_;
   std::map<RequestId, Completion> pending_;
+  std::map<std::pair<std::string, std::string>, std::string> cookies_;  // by host and name
   std::deque<Delivery> deliveries_;
   RequestId lastId_ = 0;
   std::size_t inFlight_ = 0;
   std::size_t mostInFlight_ = 0;
-  bool stopping_ = false;
+  bool stopped_ = false;  // cancels all requests
+  bool ending_ = false;   // ends the thread
   std::thread thread_;
 };
 

@@ -36,6 +36,7 @@ class FakeSettings : public SettingsMap {
   void Insert(std::u16string_view key, SettingValue value) override {
     std::lock_guard lock(store_->mutex);
     FailWhenAsked();
+    ++writes_;
     store_->values.insert_or_assign(std::u16string(key), std::move(value));
   }
 
@@ -45,6 +46,12 @@ class FakeSettings : public SettingsMap {
     if (const auto found = store_->values.find(key); found != store_->values.end()) {
       store_->values.erase(found);
     }
+  }
+
+  /// How many values were written so far.
+  int Writes() {
+    std::lock_guard lock(store_->mutex);
+    return writes_;
   }
 
   /// Makes the next operation throw `PlatformError("settings failed")`.
@@ -62,6 +69,7 @@ class FakeSettings : public SettingsMap {
 
   std::shared_ptr<FakeSettingsStore> store_;
   bool failNextOperation_ = false;
+  int writes_ = 0;
 };
 
 }  // namespace Veltro::Internal::Testing

@@ -1,9 +1,12 @@
 #include "platform/linux/http_transfer_curl.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <utility>
 
 #include "platform/linux/environment.h"
+#include "platform/linux/public_address.h"
 #include "platform/platform_error.h"
 
 namespace Veltro::Internal {
@@ -38,6 +41,12 @@ bool IsRedirectStatus(std::int32_t status) {
   return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
+/// Opens sockets for libcurl, to public addresses only.
+curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) {
+  if (!IsPublicAddress(address->addr)) return CURL_SOCKET_BAD;
+  return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
 bool CanBeParsed(const std::string& url) {
   const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parsed(curl_url(), curl_url_cleanup);
   return parsed && curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) == CURLUE_OK;
@@ -45,8 +54,11 @@ bool CanBeParsed(const std::string& url) {
 
 }  // namespace
 
-HttpTransferCurl::HttpTransferCurl(const std::string& caFile) : easy_(curl_easy_init()) {
+HttpTransferCurl::HttpTransferCurl(const std::string& caFile, CURLSH* share)
+    : easy_(curl_easy_init()) {
   if (!easy_) throw PlatformError(kHttpUnknownError, "libcurl cannot start");
+  curl_easy_setopt(easy_.get(), CURLOPT_SHARE, share);
+  curl_easy_setopt(easy_.get(), CURLOPT_COOKIEFILE, "");  // names no file, but makes cookies count
   SetConstantOptions(caFile);
 }
 
@@ -75,6 +87,7 @@ void HttpTransferCurl::SetConstantOptions(const std::string& caFile) {
 
 HttpTransferCurl::Next HttpTransferCurl::Start(const HttpRequest& request, TimePoint deadline) {
   deadline_ = deadline;
+  publicHostsOnly_ = request.publicHostsOnly;
   redirects_ = 0;
   result_ = {};
   if (TimeLeft() <= milliseconds(0)) return Next::Ended;
@@ -89,6 +102,7 @@ HttpTransferCurl::Next HttpTransferCurl::FinishLeg(CURLcode code) {
   long status = 0;
   curl_easy_getinfo(Easy(), CURLINFO_RESPONSE_CODE, &status);
   result_.status = static_cast<std::int32_t>(status);
+  if (redirects_ == 0) firstPeerIsPublic_ = IsPeerPublic();
   if (code == CURLE_WRITE_ERROR && !result_.bodyIsWhole) return Answered();
   if (code == CURLE_OPERATION_TIMEDOUT) {
     result_ = {};
@@ -113,10 +127,12 @@ std::size_t HttpTransferCurl::OnBody(char* bytes, std::size_t, std::size_t count
   return taken;  // fewer than there are ends the transfer
 }
 
-std::size_t HttpTransferCurl::OnHeader(char*, std::size_t, std::size_t count, void* transfer) {
-  std::size_t& total = static_cast<HttpTransferCurl*>(transfer)->headerBytes_;
-  total += count;
-  return total <= kMaxHeaderBytes ? count : 0;
+std::size_t HttpTransferCurl::OnHeader(char* bytes, std::size_t, std::size_t count,
+                                       void* transfer) {
+  auto& self = *static_cast<HttpTransferCurl*>(transfer);
+  if (StartsWith({bytes, count}, "set-cookie:")) self.broughtCookies_ = true;
+  self.headerBytes_ += count;
+  return self.headerBytes_ <= kMaxHeaderBytes ? count : 0;
 }
 
 HttpTransferCurl::HeaderList HttpTransferCurl::MakeHeaders(const std::vector<HttpHeader>& headers) {
@@ -141,10 +157,25 @@ HttpTransferCurl::Next HttpTransferCurl::StartLeg(const char* url) {
   const milliseconds left = TimeLeft();
   if (left <= milliseconds(0)) return Next::Ended;
   curl_easy_setopt(Easy(), CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
+  SetAddressRule();
   const CURLcode code = curl_easy_setopt(Easy(), CURLOPT_URL, url);
   // Refused for good, such as one of more than 8 MB.
   if (code != CURLE_OK) return Failed(kHttpBadUrl, curl_easy_strerror(code));
   return Next::AnotherLeg;
+}
+
+/// A connection that is open already has got around the rule: such a leg shares none.
+void HttpTransferCurl::SetAddressRule() {
+  const long isRestricted = publicHostsOnly_ ? 1 : 0;
+  curl_easy_setopt(Easy(), CURLOPT_OPENSOCKETFUNCTION, publicHostsOnly_ ? &OpenSocket : nullptr);
+  curl_easy_setopt(Easy(), CURLOPT_FRESH_CONNECT, isRestricted);
+  curl_easy_setopt(Easy(), CURLOPT_FORBID_REUSE, isRestricted);
+}
+
+bool HttpTransferCurl::IsPeerPublic() const {
+  const char* address = nullptr;
+  curl_easy_getinfo(Easy(), CURLINFO_PRIMARY_IP, &address);
+  return address != nullptr && IsPublicAddress(address);
 }
 
 milliseconds HttpTransferCurl::TimeLeft() const {
@@ -164,6 +195,7 @@ std::string HttpTransferCurl::RedirectTarget() const {
 
 HttpTransferCurl::Next HttpTransferCurl::Answered() {
   result_.outcome = HttpResult::Outcome::Answered;
+  result_.peerIsPublic = firstPeerIsPublic_;
   return Next::Ended;
 }
 

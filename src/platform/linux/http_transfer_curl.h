@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/http_transport.h"
@@ -29,9 +30,10 @@ class HttpTransferCurl {
     AnotherLeg,  ///< add the handle for it
   };
 
-  /// `caFile` replaces the system's certificate authorities where not empty; it must outlive the
-  /// transfer. Throws `PlatformError` when libcurl has no handle to give.
-  explicit HttpTransferCurl(const std::string& caFile);
+  /// `caFile` replaces the system's certificate authorities where not empty. `share`, where there
+  /// is one, is what the handle has in common with others; it must outlive the transfer. Throws
+  /// `PlatformError` when libcurl has no handle to give.
+  explicit HttpTransferCurl(const std::string& caFile, CURLSH* share = nullptr);
   HttpTransferCurl(const HttpTransferCurl&) = delete;
   HttpTransferCurl& operator=(const HttpTransferCurl&) = delete;
 
@@ -45,6 +47,9 @@ class HttpTransferCurl {
   Next FinishLeg(CURLcode code);
 
   HttpResult TakeResult() { return std::move(result_); }
+
+  /// Whether a server has set cookies since the last call.
+  bool TakeCookieNotice() { return std::exchange(broughtCookies_, false); }
 
  private:
   struct EasyCleanup {
@@ -61,6 +66,8 @@ class HttpTransferCurl {
 
   void SetConstantOptions(const std::string& caFile);
   Next StartLeg(const char* url);
+  void SetAddressRule();
+  bool IsPeerPublic() const;
   std::chrono::milliseconds TimeLeft() const;
   std::string RedirectTarget() const;
   Next Answered();
@@ -70,6 +77,9 @@ class HttpTransferCurl {
   HeaderList headers_;
   HttpResult result_;
   TimePoint deadline_;
+  bool publicHostsOnly_ = false;
+  bool firstPeerIsPublic_ = true;
+  bool broughtCookies_ = false;
   int redirects_ = 0;
   std::size_t headerBytes_ = 0;
   std::array<char, CURL_ERROR_SIZE> errorText_{};

@@ -1,12 +1,11 @@
 #include "platform/linux/http_transport_curl.h"
 
-#include <signal.h>
-
 #include <algorithm>
 #include <limits>
 #include <system_error>
 #include <utility>
 
+#include "platform/linux/thread_signals.h"
 #include "platform/platform_error.h"
 
 namespace Veltro::Internal {
@@ -18,17 +17,6 @@ constexpr std::chrono::milliseconds kLongestTimeout = std::chrono::hours(24);
 HttpTransferCurl::TimePoint DeadlineAfter(std::chrono::milliseconds timeout) {
   return std::chrono::steady_clock::now() +
          std::clamp(timeout, std::chrono::milliseconds(0), kLongestTimeout);
-}
-
-/// Leaves the application's signals to its own threads, and keeps a broken connection from raising
-/// SIGPIPE. What reports a crash of this very thread stays open.
-void BlockSignals() {
-  sigset_t signals;
-  sigfillset(&signals);
-  for (const int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) {
-    sigdelset(&signals, crash);
-  }
-  pthread_sigmask(SIG_SETMASK, &signals, nullptr);
 }
 
 HttpResult Cancelled() { return {}; }
@@ -43,10 +31,15 @@ HttpResult Failure(const PlatformError& error) {
 
 }  // namespace
 
+HttpTransportCurl::HttpTransportCurl(std::string caFile, std::unique_ptr<LocalFolder> folder,
+                                     std::function<void(const std::string&)> onProblem)
+    : caFile_(std::move(caFile)), cookies_(std::move(folder), std::move(onProblem)) {}
+
 HttpTransportCurl::~HttpTransportCurl() {
   {
     std::lock_guard lock(mutex_);
-    isStopping_ = true;
+    isStopped_ = true;
+    isEnding_ = true;
     WakeThread();
   }
   if (thread_.joinable()) thread_.join();
@@ -64,6 +57,25 @@ HttpTransport::RequestId HttpTransportCurl::Get(HttpRequest request, Completion 
 void HttpTransportCurl::Cancel(RequestId id) {
   std::lock_guard lock(mutex_);
   if (thread_.joinable()) Submit({id, {}, nullptr, {}});
+}
+
+void HttpTransportCurl::Stop() {
+  std::lock_guard lock(mutex_);
+  isStopped_ = true;
+  WakeThread();
+}
+
+void HttpTransportCurl::SetCookie(const std::string& url, const std::string& name,
+                                  const std::string& value) {
+  cookies_.Set(url, name, value);
+}
+
+void HttpTransportCurl::ClearCookie(const std::string& url, const std::string& name) {
+  cookies_.Clear(url, name);
+}
+
+std::string HttpTransportCurl::GetCookie(const std::string& url, const std::string& name) {
+  return cookies_.Get(url, name);
 }
 
 void HttpTransportCurl::StartThread() {
@@ -95,6 +107,7 @@ void HttpTransportCurl::Run() {
   while (WaitForOrders(), TakeOrders(orders)) {
     for (Order& order : orders) Obey(order);
     orders.clear();
+    if (isStopped_) CancelAllRunning();
     if (!multi_) continue;
     int runningCount = 0;
     curl_multi_perform(multi_.get(), &runningCount);
@@ -106,7 +119,7 @@ void HttpTransportCurl::Run() {
 /// Sleeps until there are orders or libcurl has something to do.
 void HttpTransportCurl::WaitForOrders() {
   std::unique_lock lock(mutex_);
-  const auto isNeeded = [this] { return !orders_.empty() || isStopping_; };
+  const auto isNeeded = [this] { return !orders_.empty() || isEnding_; };
   if (!multi_) return orderCame_.wait(lock, isNeeded);
   if (isNeeded()) return;
   lock.unlock();
@@ -116,13 +129,14 @@ void HttpTransportCurl::WaitForOrders() {
 
 bool HttpTransportCurl::TakeOrders(std::vector<Order>& orders) {
   std::lock_guard lock(mutex_);
-  if (isStopping_) return false;
+  if (isEnding_) return false;
   orders.swap(orders_);
   return true;
 }
 
 void HttpTransportCurl::Obey(Order& order) {
   if (!order.completion) return CancelRunning(order.id);
+  if (isStopped_) return order.completion(Cancelled());
   try {
     Start(order);
   } catch (const PlatformError& error) {
@@ -145,13 +159,17 @@ void HttpTransportCurl::CancelRunning(RequestId id) {
   if (found == running_.end()) return;
   Running running = std::move(*found);
   running_.erase(found);
-  curl_multi_remove_handle(multi_.get(), running.transfer->Easy());
+  TakeOff(*running.transfer);
   Recycle(std::move(running.transfer));
   running.completion(Cancelled());
 }
 
-void HttpTransportCurl::CancelAll() {
+void HttpTransportCurl::CancelAllRunning() {
   while (!running_.empty()) CancelRunning(running_.back().id);
+}
+
+void HttpTransportCurl::CancelAll() {
+  CancelAllRunning();
   std::unique_lock lock(mutex_);
   while (!orders_.empty()) {  // completions may add to them
     const std::vector<Order> orders = std::exchange(orders_, {});
@@ -171,10 +189,10 @@ void HttpTransportCurl::FinishLegs() {
 }
 
 void HttpTransportCurl::FinishLeg(CURL* easy, CURLcode code) {
-  curl_multi_remove_handle(multi_.get(), easy);
   const auto found = std::find_if(running_.begin(), running_.end(), [easy](const Running& running) {
     return running.transfer->Easy() == easy;
   });
+  TakeOff(*found->transfer);
   if (found->transfer->FinishLeg(code) == HttpTransferCurl::Next::AnotherLeg) {
     curl_multi_add_handle(multi_.get(), easy);
     return;
@@ -182,6 +200,12 @@ void HttpTransportCurl::FinishLeg(CURL* easy, CURLcode code) {
   Running running = std::move(*found);
   running_.erase(found);
   End(std::move(running));
+}
+
+/// Ends a leg: its handle leaves the multi handle.
+void HttpTransportCurl::TakeOff(HttpTransferCurl& transfer) {
+  curl_multi_remove_handle(multi_.get(), transfer.Easy());
+  if (transfer.TakeCookieNotice()) cookies_.SaveSoon();
 }
 
 void HttpTransportCurl::End(Running running) {
@@ -192,7 +216,7 @@ void HttpTransportCurl::End(Running running) {
 
 std::unique_ptr<HttpTransferCurl> HttpTransportCurl::NewTransfer() {
   RequireMulti();
-  if (idle_.empty()) return std::make_unique<HttpTransferCurl>(caFile_);
+  if (idle_.empty()) return std::make_unique<HttpTransferCurl>(caFile_, cookies_.Share());
   std::unique_ptr<HttpTransferCurl> transfer = std::move(idle_.back());
   idle_.pop_back();
   return transfer;
@@ -204,8 +228,7 @@ void HttpTransportCurl::Recycle(std::unique_ptr<HttpTransferCurl> transfer) {
 
 void HttpTransportCurl::RequireMulti() {
   if (multi_) return;
-  static std::once_flag initialised;
-  std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  cookies_.Share();  // starts libcurl
   std::unique_ptr<CURLM, MultiCleanup> multi(curl_multi_init());
   // Without file descriptors for waking it, the thread could never be reached again.
   if (!multi || curl_multi_wakeup(multi.get()) != CURLM_OK) {

@@ -2,7 +2,9 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -10,25 +12,34 @@
 #include <vector>
 
 #include "platform/http_transport.h"
+#include "platform/linux/cookie_jar_curl.h"
 #include "platform/linux/http_transfer_curl.h"
+#include "platform/local_folder.h"
 
 namespace Veltro::Internal {
 
 /// The HTTP client on libcurl: one network thread, started with the first request, on which
 /// everything happens, completions included. While nothing is under way it sleeps without waking.
 ///
-/// Proxies are taken from the environment as libcurl does it. A completion may call `Get` and
-/// `Cancel`, but must not destroy the transport. A request made while the transport is being
-/// destroyed is cancelled.
+/// Proxies are taken from the environment as libcurl does it. A completion may call everything, but
+/// must not destroy the transport. A request made while the transport is being destroyed is
+/// cancelled. Cookies are in the hands of `CookieJarCurl`.
 class HttpTransportCurl : public HttpTransport {
  public:
-  /// `caFile`, where not empty, replaces the system's certificate authorities.
-  explicit HttpTransportCurl(std::string caFile) : caFile_(std::move(caFile)) {}
+  /// `caFile`, where not empty, replaces the system's certificate authorities. `folder` is where
+  /// cookies are kept; `onProblem` gets one UTF-8 text when they cannot be.
+  HttpTransportCurl(std::string caFile, std::unique_ptr<LocalFolder> folder,
+                    std::function<void(const std::string&)> onProblem);
   ~HttpTransportCurl() override;
 
   /// Throws `PlatformError` when the network thread cannot be started.
   RequestId Get(HttpRequest request, Completion completion) override;
   void Cancel(RequestId id) override;
+  void Stop() override;
+  void SetCookie(const std::string& url, const std::string& name,
+                 const std::string& value) override;
+  void ClearCookie(const std::string& url, const std::string& name) override;
+  std::string GetCookie(const std::string& url, const std::string& name) override;
 
  private:
   struct MultiCleanup {
@@ -61,21 +72,25 @@ class HttpTransportCurl : public HttpTransport {
   void Obey(Order& order);
   void Start(Order& order);
   void CancelRunning(RequestId id);
+  void CancelAllRunning();
   void CancelAll();
   void FinishLegs();
   void FinishLeg(CURL* easy, CURLcode code);
+  void TakeOff(HttpTransferCurl& transfer);
   void End(Running running);
   std::unique_ptr<HttpTransferCurl> NewTransfer();
   void Recycle(std::unique_ptr<HttpTransferCurl> transfer);
   void RequireMulti();
 
   const std::string caFile_;
+  CookieJarCurl cookies_;  // goes after the handles that share it
 
   std::mutex mutex_;
   std::condition_variable orderCame_;  // wakes the thread as long as it has no multi handle
   std::vector<Order> orders_;
   RequestId lastId_ = 0;
-  bool isStopping_ = false;
+  std::atomic<bool> isStopped_ = false;  // set under the lock; cancels all requests
+  bool isEnding_ = false;                // ends the thread
   // Made and used by the network thread; the lock guards its making, for those who wake it.
   std::unique_ptr<CURLM, MultiCleanup> multi_;
   std::thread thread_;

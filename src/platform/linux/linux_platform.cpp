@@ -8,6 +8,7 @@
 #include "platform/linux/data_folder.h"
 #include "platform/linux/debug_output_linux.h"
 #include "platform/linux/device_facts_linux.h"
+#include "platform/linux/environment.h"
 #include "platform/linux/http_transport_curl.h"
 #include "platform/linux/local_folder_linux.h"
 #include "platform/linux/package_linux.h"
@@ -22,6 +23,11 @@ std::unique_ptr<PackageLinux> MakePackage(const LinuxPlatformOptions& options) {
                                         options.applicationVersion);
 }
 
+std::string EdgeDomain(std::string configured) {
+  if (!configured.empty()) return configured;
+  return EnvironmentVariable("VELTRO_TARGET_EDGE_DOMAIN").value_or(VELTRO_TARGET_EDGE_DOMAIN);
+}
+
 }  // namespace
 
 Platform MakeLinuxPlatform(LinuxPlatformOptions options) {
@@ -34,12 +40,14 @@ Platform MakeLinuxPlatform(LinuxPlatformOptions options) {
   platform.deviceFacts = std::make_unique<DeviceFactsLinux>(
       DeviceFactsOptions{std::move(options.deviceManufacturer), std::move(options.deviceModel),
                          std::move(options.windowSize)});
-  platform.httpTransport = std::make_unique<HttpTransportCurl>(std::move(options.caFile));
+  platform.httpTransport = std::make_unique<HttpTransportCurl>(
+      std::move(options.caFile), std::make_unique<LocalFolderLinux>(dataFolder), options.onProblem);
   platform.localFolder = std::make_unique<LocalFolderLinux>(dataFolder);
   platform.package = MakePackage(options);
   platform.randomSource = std::make_unique<RandomLinux>();
   platform.settings =
       std::make_unique<SettingsSqlite>(std::move(dataFolder), std::move(options.onProblem));
+  platform.targetEdgeDomain = EdgeDomain(std::move(options.targetEdgeDomain));
   return platform;
 }
 

@@ -20,6 +20,7 @@ struct LinuxPlatformOptions {
   std::string applicationVersion;       ///< "1.2.3.4"; else the manifest's
   std::string deviceManufacturer;
   std::string deviceModel;
+  std::string targetEdgeDomain;                   ///< else VELTRO_TARGET_EDGE_DOMAIN, else built in
   std::string caFile;                             ///< trusted certificate authorities, PEM
   std::function<void(std::string_view)> logSink;  ///< gets log lines; else standard error
   std::function<std::optional<WindowSize>()> windowSize;

@@ -1,0 +1,234 @@
+#include "platform/linux/cookie_jar_curl.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <chrono>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include "platform/linux/registrable_domain.h"
+#include "platform/linux/thread_signals.h"
+#include "platform/platform_error.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr const char* kFileName = "cookies.txt";
+constexpr std::string_view kFileHead = "# Netscape HTTP Cookie File\n";
+constexpr std::int64_t kNever = 253402300799;  // the end of the year 9999
+constexpr std::int64_t kLongAgo = 1;           // 0 would make it a cookie without an expiry
+constexpr std::chrono::seconds kPauseBetweenSaves(1);
+
+bool IsVisibleWithout(std::string_view text, std::string_view excluded) {
+  return std::all_of(text.begin(), text.end(), [&](char character) {
+    return character > ' ' && character < 0x7F && excluded.find(character) == excluded.npos;
+  });
+}
+
+bool CanBeCookie(const std::string& name, const std::string& value) {
+  return !name.empty() && IsVisibleWithout(name, ";=") && IsVisibleWithout(value, ";");
+}
+
+}  // namespace
+
+CookieJarCurl::CookieJarCurl(std::unique_ptr<LocalFolder> folder,
+                             std::function<void(const std::string&)> onProblem)
+    : folder_(std::move(folder)), onProblem_(std::move(onProblem)) {}
+
+CookieJarCurl::~CookieJarCurl() {
+  {
+    std::lock_guard lock(mutex_);
+    isEnding_ = true;
+    changed_.notify_one();
+  }
+  if (saver_.joinable()) saver_.join();
+  if (easy_) Save();
+}
+
+CURLSH* CookieJarCurl::Share() {
+  RequireStore();
+  return share_.get();
+}
+
+void CookieJarCurl::Set(const std::string& url, const std::string& name, const std::string& value) {
+  const auto target = CookieTargetOf(url);
+  if (!target || !CanBeCookie(name, value)) return;
+  RequireStore();
+  const auto domain = RegistrableDomain(target->host);
+  CookieLine cookie;
+  cookie.domain = domain.value_or(target->host);
+  cookie.isDomainWide = domain.has_value();
+  cookie.expires = kNever;
+  cookie.name = name;
+  cookie.value = value;
+  {
+    std::lock_guard lock(mutex_);
+    Put(cookie);
+  }
+  SaveSoon();
+}
+
+void CookieJarCurl::Clear(const std::string& url, const std::string& name) {
+  RequireStore();
+  {
+    std::lock_guard lock(mutex_);
+    std::vector<CookieLine> cookies = CookiesFor(url, name);
+    if (cookies.empty()) return;
+    for (CookieLine& cookie : cookies) {
+      cookie.expires = kLongAgo;
+      Put(cookie);
+    }
+  }
+  SaveSoon();
+}
+
+std::string CookieJarCurl::Get(const std::string& url, const std::string& name) {
+  RequireStore();
+  std::lock_guard lock(mutex_);
+  const std::vector<CookieLine> cookies = CookiesFor(url, name);
+  const auto first = std::min_element(cookies.begin(), cookies.end(), IsMoreSpecific);
+  return first == cookies.end() ? "" : first->value;
+}
+
+void CookieJarCurl::SaveSoon() {
+  std::optional<std::string> problem;
+  {
+    std::lock_guard lock(mutex_);
+    hasChanged_ = true;
+    changed_.notify_one();
+    if (saver_.joinable()) return;
+    try {
+      saver_ = std::thread([this] { RunSaver(); });
+    } catch (const std::system_error& error) {
+      problem = error.what();
+    }
+  }
+  if (problem) Report(*problem);
+}
+
+void CookieJarCurl::OnLock(CURL*, curl_lock_data data, curl_lock_access, void* mutexes) {
+  (*static_cast<Mutexes*>(mutexes))[data].lock();
+}
+
+void CookieJarCurl::OnUnlock(CURL*, curl_lock_data data, void* mutexes) {
+  (*static_cast<Mutexes*>(mutexes))[data].unlock();
+}
+
+void CookieJarCurl::RequireStore() {
+  std::optional<std::string> problem;
+  std::call_once(loaded_, [&] {
+    MakeStore();
+    problem = Load();
+  });
+  if (problem) Report(*problem);
+}
+
+void CookieJarCurl::MakeStore() {
+  static std::once_flag initialised;
+  std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  share_.reset(curl_share_init());
+  easy_.reset(curl_easy_init());
+  if (!share_ || !easy_) throw std::bad_alloc();
+  curl_share_setopt(share_.get(), CURLSHOPT_LOCKFUNC, &OnLock);
+  curl_share_setopt(share_.get(), CURLSHOPT_UNLOCKFUNC, &OnUnlock);
+  curl_share_setopt(share_.get(), CURLSHOPT_USERDATA, &shareMutexes_);
+  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
+  curl_easy_setopt(easy_.get(), CURLOPT_SHARE, share_.get());
+}
+
+/// Takes what the file holds; gives what is wrong with it.
+std::optional<std::string> CookieJarCurl::Load() {
+  savedText_ = kFileHead;  // nothing to keep needs no file
+  try {
+    if (auto text = folder_->Read(kFileName)) savedText_ = std::move(*text);
+  } catch (const PlatformError& error) {
+    return error.what();
+  }
+  std::string_view rest = savedText_;
+  while (!rest.empty()) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+    const auto cookie = ParseCookieLine(line);
+    if (cookie && cookie->expires != 0) Put(*cookie);
+  }
+  return std::nullopt;
+}
+
+/// Replaces a cookie of that name, domain, reach and path. One that has expired is thereby removed.
+void CookieJarCurl::Put(const CookieLine& cookie) {
+  curl_easy_setopt(easy_.get(), CURLOPT_COOKIELIST, FormatCookieLine(cookie).c_str());
+}
+
+/// All that have not expired; libcurl lists some that have.
+std::vector<CookieLine> CookieJarCurl::Cookies() {
+  curl_slist* lines = nullptr;
+  curl_easy_getinfo(easy_.get(), CURLINFO_COOKIELIST, &lines);
+  const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> owner(lines,
+                                                                          curl_slist_free_all);
+  const std::int64_t now = time(nullptr);
+  std::vector<CookieLine> cookies;
+  for (; lines != nullptr; lines = lines->next) {
+    auto cookie = ParseCookieLine(lines->data);
+    const bool isAlive = cookie && (cookie->expires == 0 || cookie->expires > now);
+    if (isAlive) cookies.push_back(std::move(*cookie));
+  }
+  return cookies;
+}
+
+std::vector<CookieLine> CookieJarCurl::CookiesFor(const std::string& url, const std::string& name) {
+  const auto target = CookieTargetOf(url);
+  if (!target) return {};
+  std::vector<CookieLine> cookies = Cookies();
+  std::erase_if(cookies, [&](const CookieLine& cookie) {
+    return cookie.name != name || !IsSentTo(cookie, *target);
+  });
+  return cookies;
+}
+
+/// What the file is to hold.
+std::string CookieJarCurl::Text() {
+  std::lock_guard lock(mutex_);
+  std::string text(kFileHead);
+  for (const CookieLine& cookie : Cookies()) {
+    if (cookie.expires != 0) text += FormatCookieLine(cookie) + '\n';
+  }
+  return text;
+}
+
+void CookieJarCurl::RunSaver() {
+  BlockSignals();
+  auto nextSave = std::chrono::steady_clock::now();
+  std::unique_lock lock(mutex_);
+  while (true) {
+    changed_.wait(lock, [this] { return hasChanged_ || isEnding_; });
+    changed_.wait_until(lock, nextSave, [this] { return isEnding_; });
+    if (isEnding_) return;
+    hasChanged_ = false;
+    lock.unlock();
+    Save();
+    nextSave = std::chrono::steady_clock::now() + kPauseBetweenSaves;
+    lock.lock();
+  }
+}
+
+void CookieJarCurl::Save() {
+  std::string text = Text();
+  if (text == savedText_) return;
+  try {
+    const auto file = folder_->Replace(kFileName);
+    file->Append(text);
+    file->Commit();
+    savedText_ = std::move(text);
+  } catch (const PlatformError& error) {
+    Report(error.what());
+  }
+}
+
+void CookieJarCurl::Report(const std::string& problem) {
+  if (hasReported_.exchange(true) || !onProblem_) return;
+  onProblem_("Unable to store cookies (" + problem + "), keeping them in memory");
+}
+
+}  // namespace Veltro::Internal

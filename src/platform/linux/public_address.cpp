@@ -1,0 +1,69 @@
+#include "platform/linux/public_address.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+namespace Veltro::Internal {
+namespace {
+
+struct Range4 {
+  std::uint32_t first;
+  unsigned prefixBits;
+};
+
+constexpr Range4 kNotPublic4[] = {
+    {0x00000000, 8},   // 0.0.0.0/8, this host
+    {0x0A000000, 8},   // 10.0.0.0/8, private
+    {0x7F000000, 8},   // 127.0.0.0/8, loopback
+    {0xA9FE0000, 16},  // 169.254.0.0/16, link-local
+    {0xAC100000, 12},  // 172.16.0.0/12, private
+    {0xC0A80000, 16},  // 192.168.0.0/16, private
+    {0xE0000000, 4},   // 224.0.0.0/4, multicast
+};
+
+/// `address` is in the byte order of the machine.
+bool IsPublic4(std::uint32_t address) {
+  return std::none_of(std::begin(kNotPublic4), std::end(kNotPublic4), [&](const Range4& range) {
+    return (address ^ range.first) >> (32 - range.prefixBits) == 0;
+  });
+}
+
+bool IsPublic4(const in_addr& address) { return IsPublic4(ntohl(address.s_addr)); }
+
+bool IsPublic6(const in6_addr& address) {
+  const std::uint8_t* const bytes = address.s6_addr;
+  if (IN6_IS_ADDR_V4MAPPED(&address)) {
+    in_addr mapped{};
+    std::memcpy(&mapped, bytes + 12, sizeof mapped);
+    return IsPublic4(mapped);
+  }
+  const bool isUniqueLocal = (bytes[0] & 0xFE) == 0xFC;
+  return !isUniqueLocal && !IN6_IS_ADDR_UNSPECIFIED(&address) && !IN6_IS_ADDR_LOOPBACK(&address) &&
+         !IN6_IS_ADDR_LINKLOCAL(&address) && !IN6_IS_ADDR_MULTICAST(&address);
+}
+
+}  // namespace
+
+bool IsPublicAddress(const sockaddr& address) {
+  if (address.sa_family == AF_INET) {
+    return IsPublic4(reinterpret_cast<const sockaddr_in&>(address).sin_addr);
+  }
+  if (address.sa_family == AF_INET6) {
+    return IsPublic6(reinterpret_cast<const sockaddr_in6&>(address).sin6_addr);
+  }
+  return false;
+}
+
+bool IsPublicAddress(const char* address) {
+  in_addr four{};
+  if (inet_pton(AF_INET, address, &four) == 1) return IsPublic4(four);
+  in6_addr six{};
+  return inet_pton(AF_INET6, address, &six) == 1 && IsPublic6(six);
+}
+
+}  // namespace Veltro::Internal
