@@ -1,0 +1,44 @@
+#include "audience/destination_forwarder.h"
+
+#include "base/url_escape.h"
+#include "core/log.h"
+#include "core/request_handler.h"
+#include "platform/platform_error.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr std::chrono::milliseconds kTimeout{5000};
+constexpr std::int32_t kRequestTimeoutStatus = 408;
+
+void LogFailure(const PlatformError& error) {
+  if (error.HResult() == kHttpBadUrl) {
+    LogWarning("Skaipra - Failed to forward the dest (%s)", error.what());
+  } else {
+    LogWarning("Skaipra - Unknown failure forwarding dest (%s)", error.what());
+  }
+}
+
+}  // namespace
+
+void DestinationForwarder::Forward(const std::vector<std::string>& urls, bool publicHostsOnly) {
+  for (const std::string& url : urls) {
+    pool_.Post([this, url, publicHostsOnly] {
+      if (policy_.Permission() == SendPermission::Send) Call(url, publicHostsOnly);
+    });
+  }
+}
+
+void DestinationForwarder::Call(const std::string& url, bool publicHostsOnly) {
+  try {
+    RequestHandler request(transport_, EscapeUrlIllegal(url), kTimeout);
+    if (publicHostsOnly) request.RequirePublicHosts();
+    if (request.GetStatusAsync().Get() == kRequestTimeoutStatus) {
+      LogWarning("Skaipra - Failed to forward dest; the request timed out");
+    }
+  } catch (const PlatformError& error) {
+    LogFailure(error);
+  }
+}
+
+}  // namespace Veltro::Internal

@@ -1,0 +1,78 @@
+#include "audience/visitor_profile.h"
+
+#include <nlohmann/json.hpp>
+
+#include "base/utf.h"
+#include "core/assigned_id.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr std::u16string_view kUserIdKey = u"KestrelUserId";
+constexpr std::u16string_view kProfileKey = u"KestrelUserProfile";
+
+StringMap ParseProfile(const std::string& text) {
+  StringMap profile;
+  const nlohmann::json stored = nlohmann::json::parse(text, nullptr, false);
+  if (!stored.is_object()) return profile;
+  for (const auto& [key, value] : stored.items()) {
+    if (value.is_string()) profile.Set(ToUtf16(key), ToUtf16(value.get<std::string>()));
+  }
+  return profile;
+}
+
+}  // namespace
+
+StringMap VisitorProfile::GetProfile() {
+  const std::lock_guard settingsLock(settingsMutex_);
+  if (auto loaded = LoadedProfile()) return *std::move(loaded);
+  StringMap stored = ParseProfile(ToUtf8(settings_.ReadString(kProfileKey)));
+  const std::lock_guard lock(profileMutex_);
+  profile_ = std::move(stored);
+  return *profile_;
+}
+
+std::optional<StringMap> VisitorProfile::LoadedProfile() {
+  const std::lock_guard lock(profileMutex_);
+  return profile_;
+}
+
+void VisitorProfile::StoreProfile(const StringMap& profile) {
+  const std::lock_guard settingsLock(settingsMutex_);
+  {
+    const std::lock_guard lock(profileMutex_);
+    profile_ = profile;
+  }
+  settings_.Write(kProfileKey, ProfileText(profile));
+}
+
+std::u16string VisitorProfile::GetUserId() {
+  const std::lock_guard lock(settingsMutex_);
+  LoadUserId();
+  return userId_;
+}
+
+void VisitorProfile::StoreUserId(const std::u16string& userId) {
+  const std::lock_guard lock(settingsMutex_);
+  LoadUserId();
+  if (userId == userId_) return;
+  userId_ = userId;
+  settings_.Write(kUserIdKey, userId);
+}
+
+void VisitorProfile::LoadUserId() {
+  if (!userId_.empty()) return;
+  std::u16string stored = settings_.ReadString(kUserIdKey);
+  if (IsAssignedId<char16_t>(stored)) userId_ = std::move(stored);
+}
+
+std::u16string ProfileText(const StringMap& profile) {
+  std::u16string text = u"{";
+  for (const auto [key, value] : profile) {
+    if (text.size() > 1) text += u',';
+    text.append(u"\"").append(key).append(u"\":\"").append(value).append(u"\"");
+  }
+  return text += u'}';
+}
+
+}  // namespace Veltro::Internal
