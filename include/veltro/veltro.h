@@ -3,5 +3,7 @@
 /// Everything that an application needs.
 
 #include "veltro/analytics.h"
+#include "veltro/audience_manager.h"
 #include "veltro/config.h"
 #include "veltro/host.h"
+#include "veltro/target.h"

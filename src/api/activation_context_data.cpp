@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "api/activation_pairs.h"
 #include "api/activation_reference.h"
 #include "api/context_data_conversion.h"
 #include "core/context_data.h"
@@ -12,9 +13,6 @@
 
 namespace Veltro::Internal {
 namespace {
-
-/// An iterator of the host's that never ends must not hold up the caller for ever.
-constexpr int kMaxPairs = 100'000;
 
 /// The runtime type name of a boxed value, as far as any rule asks for it.
 std::u16string_view TypeName(Abi::PropertyType type) {
@@ -91,26 +89,11 @@ void ReadPair(Abi::ContextPair& pair, StringMap& data) {
   }
 }
 
-/// Whether there was a pair to read and another follows.
-bool ReadCurrent(Abi::ContextIterator& iterator, StringMap& data) {
-  Reference<Abi::ContextPair> pair;
-  if (iterator.get_Current(pair.Receive()) < 0 || !pair) return false;
-  ReadPair(*pair.Get(), data);
-  Abi::BOOLEAN hasCurrent = 0;
-  return iterator.MoveNext(&hasCurrent) >= 0 && hasCurrent != 0;
-}
-
 }  // namespace
 
 StringMap ReadContextData(Abi::ContextMap* map) {
   StringMap data;
-  const auto iterable = Query<Abi::ContextIterable>(map);
-  Reference<Abi::ContextIterator> iterator;
-  if (!iterable || iterable->First(iterator.Receive()) < 0 || !iterator) return data;
-  Abi::BOOLEAN hasCurrent = 0;
-  if (iterator->get_HasCurrent(&hasCurrent) < 0 || hasCurrent == 0) return data;
-  for (int i = 0; i < kMaxPairs && ReadCurrent(*iterator.Get(), data); ++i) {
-  }
+  ReadPairs(map, [&](Abi::ContextPair& pair) { ReadPair(pair, data); });
   return data;
 }
 

@@ -16,7 +16,10 @@ struct ActivatableClass {
 
 constexpr ActivatableClass kClasses[] = {
     {u"Veltro.Analytics", MakeAnalyticsFactory},
+    {u"Veltro.AudienceManager", MakeAudienceManagerFactory},
     {u"Veltro.Config", MakeConfigFactory},
+    {u"Veltro.Target", MakeTargetFactory},
+    {u"Veltro.TargetLocationRequest", MakeTargetLocationRequestFactory},
 };
 
 }  // namespace

@@ -20,8 +20,11 @@ class StaticsFactory : public ActivationObject<Abi::IActivationFactory, Statics>
 };
 
 /// New factories, each with one reference, the caller's.
-Abi::IActivationFactory* MakeConfigFactory();
 Abi::IActivationFactory* MakeAnalyticsFactory();
+Abi::IActivationFactory* MakeAudienceManagerFactory();
+Abi::IActivationFactory* MakeConfigFactory();
+Abi::IActivationFactory* MakeTargetFactory();
+Abi::IActivationFactory* MakeTargetLocationRequestFactory();
 
 /// Runs `body`, which returns nothing, and turns what it throws into an error code.
 template <class Body>
@@ -43,8 +46,7 @@ Abi::HRESULT Deliver(Result* result, Body&& body) noexcept {
 
 /// A copy of the client's text, in which lone surrogates have become U+FFFD: so it reads the same
 /// from memory and from files.
-inline std::u16string TextOf(Abi::HSTRING string) {
-  return ToUtf16(ToUtf8(Abi::ViewString(string)));
-}
+inline std::string Utf8Of(Abi::HSTRING string) { return ToUtf8(Abi::ViewString(string)); }
+inline std::u16string TextOf(Abi::HSTRING string) { return ToUtf16(Utf8Of(string)); }
 
 }  // namespace Veltro::Internal

@@ -4,54 +4,18 @@
 #include <chrono>
 #include <cstdint>
 #include <mutex>
-#include <string>
 #include <string_view>
 #include <utility>
 
 #include "api/activation_object.h"
+#include "api/activation_operation_result.h"
 #include "api/activation_reference.h"
-#include "base/utf.h"
 #include "veltro/async_operation.h"
 
 namespace Veltro::Internal {
 
 /// A number for each operation, never 0.
 std::uint32_t NextOperationId() noexcept;
-
-/// How a result T of the binary interface is made of what the library delivers.
-template <class T>
-struct OperationResult;
-
-template <>
-struct OperationResult<VeltroPrivacyStatus> {
-  using Source = VeltroPrivacyStatus;
-  static constexpr std::u16string_view kClassName =
-      u"Windows.Foundation.IAsyncOperation`1<Veltro.VeltroPrivacyStatus>";
-  static Abi::HRESULT Convert(VeltroPrivacyStatus source, VeltroPrivacyStatus* result) {
-    *result = source;
-    return Abi::kOk;
-  }
-};
-
-template <>
-struct OperationResult<bool> {
-  using Source = bool;
-  static constexpr std::u16string_view kClassName =
-      u"Windows.Foundation.IAsyncOperation`1<Boolean>";
-  static Abi::HRESULT Convert(bool source, Abi::BOOLEAN* result) {
-    *result = source ? 1 : 0;
-    return Abi::kOk;
-  }
-};
-
-template <>
-struct OperationResult<Abi::HSTRING> {
-  using Source = std::string;
-  static constexpr std::u16string_view kClassName = u"Windows.Foundation.IAsyncOperation`1<String>";
-  static Abi::HRESULT Convert(const std::string& source, Abi::HSTRING* result) {
-    return Abi::CreateString(ToUtf16(source), result);
-  }
-};
 
 /// An `AsyncOperation` of the C++ surface as an object of the binary interface.
 template <class T>

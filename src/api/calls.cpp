@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "analytics/lifetime_value.h"
+#include "api/context_data_conversion.h"
 #include "api/entry.h"
 #include "api/runtime.h"
 #include "core/log.h"
@@ -111,6 +112,41 @@ void PostUserIdentifier(std::u16string identifier) {
   });
 }
 
+void PostDpidAndDpuuid(std::u16string dpid, std::u16string dpuuid) {
+  Runtime& runtime = Runtime::Current();
+  runtime.SharedQueue().Post([&runtime, dpid = std::move(dpid), dpuuid = std::move(dpuuid)] {
+    runtime.GetSkaipra().SetDpidAndDpuuid(dpid, dpuuid);
+  });
+}
+
+void PostClearStoredIds() {
+  Runtime& runtime = Runtime::Current();
+  runtime.SharedQueue().Post([&runtime] { runtime.GetContentLoader().ClearStoredIds(); });
+}
+
+AsyncOperation<std::optional<AudienceManager::Profile>> AskForProfile(StringMap traits) {
+  using Result = std::optional<AudienceManager::Profile>;
+  return BeginOperation(Result(std::in_place), [&](Runtime& current, const auto& answer) {
+    current.PostRequest([answer, traits = std::move(traits)](Runtime& runtime) {
+      const std::optional<StringMap> profile = runtime.GetSkaipra().SignalWithData(traits);
+      answer->Complete(profile ? Result(ToUtf8Map(*profile)) : std::nullopt);
+    });
+  });
+}
+
+AsyncOperation<std::string> AskForContent(std::optional<TargetLocationRequest> request) {
+  const std::string fallback = request ? request->DefaultContent : std::string();
+  return BeginOperation(fallback, [&](Runtime& current, const auto& answer) {
+    if (!request) {
+      LogDebug("Target - Attempted to Load a null request, returning empty string");
+      return;
+    }
+    current.PostRequest([answer, request = *std::move(request)](Runtime& runtime) {
+      answer->Complete(runtime.GetContentLoader().LoadRequest(request));
+    });
+  });
+}
+
 std::int32_t TrackingQueueSize() {
   constexpr std::size_t kMost = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::int32_t>(
@@ -120,5 +156,15 @@ std::int32_t TrackingQueueSize() {
 std::u16string UserIdentifier() { return Runtime::Current().VisitorId(kAnswerTimeout); }
 
 double LifetimeValue() { return Runtime::Current().LifetimeValue(kAnswerTimeout); }
+
+StringMap StoredProfile() { return Runtime::Current().LoadedProfile(kAnswerTimeout); }
+
+std::u16string Dpid() { return Runtime::Current().Dpid(); }
+
+std::u16string Dpuuid() { return Runtime::Current().Dpuuid(); }
+
+std::string PcId() { return Runtime::Current().LoadedContentIds().pcId; }
+
+std::string SessionId() { return Runtime::Current().LoadedContentIds().sessionId; }
 
 }  // namespace Veltro::Internal

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "analytics/location.h"
 #include "base/string_map.h"
 #include "veltro/async_operation.h"
+#include "veltro/audience_manager.h"
 #include "veltro/privacy_status.h"
+#include "veltro/target_location_request.h"
 
 namespace Veltro::Internal {
 
@@ -27,13 +30,30 @@ void PostDebugLogging(bool enabled);
 void PostLifecycleStart();
 void PostLifecyclePause();
 void PostUserIdentifier(std::u16string identifier);
+void PostDpidAndDpuuid(std::u16string dpid, std::u16string dpuuid);
+void PostClearStoredIds();
 
 /// These wait for an answer, for a short while.
 std::int32_t TrackingQueueSize();
 std::u16string UserIdentifier();
 double LifetimeValue();
+StringMap StoredProfile();
+
+/// These answer at once, from memory.
+std::u16string Dpid();
+std::u16string Dpuuid();
+std::string PcId();
+std::string SessionId();
 
 /// The answer comes from a worker, later; it is false when the call may not track.
 AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action);
+
+/// The answer is the profile that the signal brought, empty when it brought none, and nothing when
+/// Skaipra is not configured.
+AsyncOperation<std::optional<AudienceManager::Profile>> AskForProfile(StringMap traits);
+
+/// The answer is the content of the location, or the default content; "" when Target is not
+/// configured, and for a request that is null.
+AsyncOperation<std::string> AskForContent(std::optional<TargetLocationRequest> request);
 
 }  // namespace Veltro::Internal

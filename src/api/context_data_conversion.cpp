@@ -54,6 +54,12 @@ StringMap ConvertContextData(const ContextData& data) {
   return converted;
 }
 
+std::map<std::string, std::string> ToUtf8Map(const StringMap& map) {
+  std::map<std::string, std::string> converted;
+  for (const auto [key, value] : map) converted.emplace(ToUtf8(key), ToUtf8(value));
+  return converted;
+}
+
 std::optional<std::u16string> ContextDataText(const Value& value) {
   Buffer buffer;
   const auto text = std::visit(ToText{buffer}, value.Get());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -12,6 +13,9 @@ namespace Veltro::Internal {
 /// written in decimal, float and double as the shortest text that reads back to the same value,
 /// booleans as "true" or "false". Values of other kinds are left out without a message.
 StringMap ConvertContextData(const ContextData& data);
+
+/// `map` as the host gets it: UTF-8.
+std::map<std::string, std::string> ToUtf8Map(const StringMap& map);
 
 /// One value in the same form; nothing for a kind that is left out.
 std::optional<std::u16string> ContextDataText(const Value& value);

@@ -58,6 +58,7 @@ Platform MakeHostPlatform() {
                             .applicationVersion = options.applicationVersion,
                             .deviceManufacturer = options.deviceManufacturer,
                             .deviceModel = options.deviceModel,
+                            .targetEdgeDomain = options.targetEdgeDomain,
                             .caFile = options.caFile,
                             .logSink = options.logSink,
                             .windowSize = GetHostWindow,

@@ -126,7 +126,32 @@ Lifecycle& Runtime::GetLifecycle() {
         lastLifecycleData_,
         {.pauseEnded = [this](auto seconds) { GetTimedActions().AdjustTimedActions(seconds); },
          .launched = [this](auto data, auto time) { OnLaunch(std::move(data), time); },
-         .signal = nullptr});
+         .signal = [this](auto traits) { OnSignal(std::move(traits)); }});
+  });
+}
+
+VisitorProfile& Runtime::GetVisitorProfile() {
+  return visitorProfile_.Get([this] { return VisitorProfile(GetSettings()); });
+}
+
+DestinationForwarder& Runtime::GetDestinationForwarder() {
+  return destinationForwarder_.Get([this] {
+    return DestinationForwarder(*platform_.httpTransport, GetPrivacy(), destinationCalls_);
+  });
+}
+
+Skaipra& Runtime::GetSkaipra() {
+  return skaipra_.Get([this] {
+    return Skaipra(GetConfiguration(), GetPrivacy(), *platform_.httpTransport, GetVisitorProfile(),
+                   GetDestinationForwarder());
+  });
+}
+
+ContentLoader& Runtime::GetContentLoader() {
+  return contentLoader_.Get([this] {
+    return ContentLoader({GetConfiguration(), GetPrivacy(), GetSettings(), persistentParameters_,
+                          lastLifecycleData_, *platform_.clock},
+                         platform_.targetEdgeDomain, *platform_.httpTransport);
   });
 }
 
@@ -149,6 +174,31 @@ float Runtime::LifetimeValue(std::chrono::milliseconds timeout) {
     RunOnSharedQueue([this] { GetSettings().GetStoredLifetimeValue(); }, timeout);
   }
   return GetSettings().LoadedLifetimeValue().value_or(0);
+}
+
+StringMap Runtime::LoadedProfile(std::chrono::milliseconds timeout) {
+  const auto loaded = [this] {
+    VisitorProfile* const profile = visitorProfile_.Peek();
+    return profile == nullptr ? std::nullopt : profile->LoadedProfile();
+  };
+  if (auto profile = loaded()) return *std::move(profile);
+  RunOnSharedQueue([this] { GetVisitorProfile().GetProfile(); }, timeout);
+  return loaded().value_or(StringMap());
+}
+
+std::u16string Runtime::Dpid() const {
+  const Skaipra* const skaipra = skaipra_.Peek();
+  return skaipra == nullptr ? std::u16string() : skaipra->GetDpid();
+}
+
+std::u16string Runtime::Dpuuid() const {
+  const Skaipra* const skaipra = skaipra_.Peek();
+  return skaipra == nullptr ? std::u16string() : skaipra->GetDpuuid();
+}
+
+ContentIds::Values Runtime::LoadedContentIds() const {
+  const ContentLoader* const loader = contentLoader_.Peek();
+  return loader == nullptr ? ContentIds::Values() : loader->GetIds();
 }
 
 void Runtime::SyncHits() {
@@ -174,7 +224,7 @@ bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
 }
 
 /// Runs `item` behind all earlier work, and waits for it.
-void Runtime::RunOnSharedQueue(WorkQueue::Item item, std::chrono::milliseconds timeout) {
+void Runtime::RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout) {
   sharedQueue_.Post(std::move(item));
   sharedQueue_.WaitUntilDone(timeout);
 }
@@ -194,6 +244,10 @@ void Runtime::OnPrivacySet(VeltroPrivacyStatus status) {
 void Runtime::OnLaunch(StringMap data, std::int32_t timestamp) {
   if (!MayTrack(GetConfiguration(), GetPrivacy())) return;
   GetTracker().TrackInternalAction(u"Lifecycle", std::move(data), timestamp);
+}
+
+void Runtime::OnSignal(StringMap traits) {
+  requests_.Post([this, traits = std::move(traits)] { GetSkaipra().SignalWithData(traits); });
 }
 
 }  // namespace Veltro::Internal

@@ -11,6 +11,9 @@
 #include "analytics/hit_store.h"
 #include "analytics/timed_action_table.h"
 #include "analytics/tracker.h"
+#include "audience/destination_forwarder.h"
+#include "audience/skaipra.h"
+#include "audience/visitor_profile.h"
 #include "base/lazy.h"
 #include "config/configuration.h"
 #include "config/privacy.h"
@@ -18,9 +21,11 @@
 #include "core/identifiers.h"
 #include "core/last_lifecycle_data.h"
 #include "core/settings_store.h"
+#include "core/thread_pool.h"
 #include "core/work_queue.h"
 #include "lifecycle/lifecycle.h"
 #include "platform/platform.h"
+#include "target/content_loader.h"
 #include "target/persistent_parameters.h"
 
 namespace Veltro::Internal {
@@ -62,6 +67,10 @@ class Runtime {
   Tracker& GetTracker();
   TimedActionTable& GetTimedActions();
   Lifecycle& GetLifecycle();
+  VisitorProfile& GetVisitorProfile();
+  DestinationForwarder& GetDestinationForwarder();
+  Skaipra& GetSkaipra();
+  ContentLoader& GetContentLoader();
   LastLifecycleData& GetLastLifecycleData() { return lastLifecycleData_; }
   PersistentParameters& GetPersistentParameters() { return persistentParameters_; }
 
@@ -70,6 +79,15 @@ class Runtime {
   void PostTracking(Track track) {
     sharedQueue_.Post([this, track = std::move(track)]() mutable {
       if (MayTrack(GetConfiguration(), GetPrivacy())) track(*this);
+    });
+  }
+
+  /// Runs `request(runtime)`, which may wait for the network, on a thread of the pool for requests,
+  /// after every earlier call has taken effect.
+  template <class Request>
+  void PostRequest(Request request) {
+    sharedQueue_.Post([this, request = std::move(request)]() mutable {
+      requests_.Post([this, request = std::move(request)] { request(*this); });
     });
   }
 
@@ -85,6 +103,15 @@ class Runtime {
   /// `timeout`; failing that it is 0.
   float LifetimeValue(std::chrono::milliseconds timeout);
 
+  /// The user's profile as last received. Waits for the settings to be loaded, up to `timeout`;
+  /// failing that it is empty.
+  StringMap LoadedProfile(std::chrono::milliseconds timeout);
+
+  /// The identifiers of the user that are in memory; touch neither settings nor disk.
+  std::u16string Dpid() const;
+  std::u16string Dpuuid() const;
+  ContentIds::Values LoadedContentIds() const;
+
   /// Makes the hits tracked so far proof against a loss of power.
   void SyncHits();
 
@@ -95,16 +122,27 @@ class Runtime {
   bool WaitUntilSaved(std::chrono::milliseconds timeout);
 
  private:
+  /// How many requests of the host's, and calls of destinations, run side by side.
+  static constexpr std::size_t kMaxRequests = 32;
+  static constexpr std::size_t kMaxDestinationCalls = 8;
+
   /// Sends log lines to an output for as long as it lives.
   struct LogRoute {
     explicit LogRoute(DebugOutput& output);
     ~LogRoute();
   };
 
-  void RunOnSharedQueue(WorkQueue::Item item, std::chrono::milliseconds timeout);
+  /// Ends the requests under way, so that nobody waits for them any longer.
+  struct NetworkStop {
+    HttpTransport& transport;
+    ~NetworkStop() { transport.Stop(); }
+  };
+
+  void RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout);
   std::optional<std::string> IdentifierUrl();
   void OnPrivacySet(VeltroPrivacyStatus status);
   void OnLaunch(StringMap data, std::int32_t timestamp);
+  void OnSignal(StringMap traits);
 
   // In the order of need: each object uses only those above it, and goes down before them.
   const Platform platform_;
@@ -122,6 +160,13 @@ class Runtime {
   Lazy<Tracker> tracker_;
   Lazy<TimedActionTable> timedActions_;
   Lazy<Lifecycle> lifecycle_;
+  Lazy<VisitorProfile> visitorProfile_;
+  ThreadPool destinationCalls_{kMaxDestinationCalls};
+  Lazy<DestinationForwarder> destinationForwarder_;
+  Lazy<Skaipra> skaipra_;
+  Lazy<ContentLoader> contentLoader_;
+  ThreadPool requests_{kMaxRequests};
+  const NetworkStop networkStop_{*platform_.httpTransport};
   WorkQueue sharedQueue_;
 };
 

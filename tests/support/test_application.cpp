@@ -56,6 +56,7 @@ void TestApplication::StartWithFile(const char* text) {
   options.dataFolder = folder_.Path() / "data";
   options.deviceManufacturer = "Acme";
   options.deviceModel = "Box 7";
+  options.targetEdgeDomain = ".localhost:" + std::to_string(collector_.Port());
   options.logSink = [log = log_](std::string_view line) {
     const std::lock_guard lock(log->mutex);
     log->lines.emplace_back(line);

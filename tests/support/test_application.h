@@ -15,10 +15,10 @@
 
 namespace Veltro::Internal::Testing {
 
-/// An application on this machine, with a package, a data folder and a collection server of its
-/// own, in the clock of a test. While it runs, the public functions of the library act for it. It
-/// may be stopped and started again, which is to the library what a new process is; the time goes
-/// on where it stood.
+/// An application on this machine, with a package, a data folder and servers of its own (one
+/// collector plays them all), in the clock of a test. While it runs, the public functions of the
+/// library act for it. It may be stopped and started again, which is to the library what a new
+/// process is; the time goes on where it stood.
 class TestApplication {
  public:
   TestApplication();

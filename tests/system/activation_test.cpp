@@ -1,69 +1,21 @@
 // A foreign client of the binary interface, which links nothing of the library.
 
-#include <dlfcn.h>
-#include <stdlib.h>
-
-#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <thread>
+#include <vector>
 
-#include "support/activation_client.h"
-#include "support/temporary_folder.h"
+#include "support/activation_fixture.h"
 
 namespace Veltro::Abi::Testing {
 namespace {
 
-bool WaitUntil(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  for (; !condition(); std::this_thread::yield()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-  }
-  return true;
-}
-
-/// Calls a function by its place in the object's table.
-template <class... Arguments>
-HRESULT Call(IUnknown* object, int slot, Arguments... arguments) {
-  void** const table = *reinterpret_cast<void***>(object);
-  return reinterpret_cast<HRESULT (*)(void*, Arguments...)>(table[slot])(object, arguments...);
-}
-
-class ActivationTest : public testing::Test {
+class ActivationTest : public ActivationFixture {
  protected:
-  /// The library reads its folders once in a process.
   static void SetUpTestSuite() {
-    if (folder_ != nullptr) return;
-    folder_ = std::make_unique<Internal::Testing::TemporaryFolder>();
-    std::ofstream(folder_->Path() / "VeltroConfig.json") << R"({"analytics":{"rsids":"suite",
-        "server":"127.0.0.1:1","offlineEnabled":true,"privacyDefault":"optunknown"}})";
-    setenv("VELTRO_PACKAGE_DIR", folder_->Path().c_str(), 1);
-    setenv("VELTRO_DATA_DIR", folder_->Path().c_str(), 1);
-    void* const library = dlopen(VELTRO_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(library, nullptr) << dlerror();
-    factory_ = reinterpret_cast<decltype(factory_)>(dlsym(library, "DllGetActivationFactory"));
-    canUnload_ = reinterpret_cast<decltype(canUnload_)>(dlsym(library, "DllCanUnloadNow"));
-  }
-
-  void TearDown() override {
-    EXPECT_EQ(canUnload_(), 1);
-    EXPECT_EQ(config_->Release(), 0U);
-    EXPECT_EQ(analytics_->Release(), 0U);
-    EXPECT_TRUE(WaitUntil([] { return canUnload_() == 0; })) << "an object was never released";
-  }
-
-  template <class Statics>
-  static Statics* Get(const char16_t* name) {
-    IActivationFactory* factory = nullptr;
-    void* statics = nullptr;
-    HSTRING className = nullptr;
-    EXPECT_EQ(factory_(Text{name}, &factory), kOk);
-    EXPECT_EQ(factory->GetRuntimeClassName(&className), kOk);
-    EXPECT_EQ(Take(className), name);
-    EXPECT_EQ(factory->QueryInterface(kIid<Statics>, &statics), kOk);
-    EXPECT_EQ(factory->Release(), 1U);
-    return static_cast<Statics*>(statics);
+    Open(R"({"analytics":{"rsids":"suite","server":"127.0.0.1:1","offlineEnabled":true,
+        "privacyDefault":"optunknown"},"target":{"clientCode":"client"}})");
   }
 
   /// Expects the context data of the only queued hit to end with this, and empties the queue.
@@ -85,12 +37,6 @@ class ActivationTest : public testing::Test {
     EXPECT_EQ(Call(config_, 7, &operation), kOk);
     return operation;
   }
-
-  static inline std::unique_ptr<Internal::Testing::TemporaryFolder> folder_;
-  static inline decltype(&DllGetActivationFactory) factory_ = nullptr;
-  static inline decltype(&DllCanUnloadNow) canUnload_ = nullptr;
-  IConfigStatics* const config_ = Get<IConfigStatics>(u"Veltro.Config");
-  IAnalyticsStatics* const analytics_ = Get<IAnalyticsStatics>(u"Veltro.Analytics");
 };
 
 TEST_F(ActivationTest, RefusesUnknownNamesAndInterfacesAndNullResults) {
@@ -114,6 +60,10 @@ TEST_F(ActivationTest, RefusesUnknownNamesAndInterfacesAndNullResults) {
   for (const int slot : {6, 7, 9, 13, 15}) EXPECT_EQ(Call(config_, slot, nullptr), kNullPointer);
   for (const int slot : {14, 16}) EXPECT_EQ(Call(analytics_, slot, nullptr), kNullPointer);
   EXPECT_EQ(Call(analytics_, 11, nullptr, nullptr), kNullPointer);
+  for (const int slot : {6, 7, 8}) EXPECT_EQ(Call(audience_, slot, nullptr), kNullPointer);
+  for (const int slot : {7, 8, 9, 10, 11}) EXPECT_EQ(Call(target_, slot, nullptr), kNullPointer);
+  EXPECT_EQ(Call(audience_, 10, nullptr, nullptr), kNullPointer);
+  EXPECT_EQ(Call(target_, 6, nullptr, nullptr), kNullPointer);
 }
 
 TEST_F(ActivationTest, DoesWhatTheSlotsOfItsTablesSay) {
@@ -253,6 +203,156 @@ TEST_F(ActivationTest, MeasuresTimesValuesPlacesAndLaunches) {
   EXPECT_EQ(Call(config_, 11), kOk);  // comes back at once, which is no launch
   EXPECT_EQ(Call(analytics_, 6, nullptr, nullptr), kOk);
   ExpectInHit("&LaunchEvent=LaunchEvent&");
+}
+
+TEST_F(ActivationTest, MakesRequestsWithLiveMaps) {
+  const Owned<IActivationFactory> factory(Get<IActivationFactory>(u"Veltro.TargetLocationRequest"));
+  const Owned<IInspectable> instance(Read<IInspectable*>(factory.get(), 6));
+  const auto request = As<ITargetLocationRequest>(instance.get());
+  for (const int slot : {6, 8}) {
+    EXPECT_EQ(Take(Read<HSTRING>(request.get(), slot)), u"");
+    EXPECT_EQ(Call(request.get(), slot + 1, HSTRING(Text{slot == 6 ? u"N" : u"D\xD800"})), kOk);
+  }
+  EXPECT_EQ(Take(Read<HSTRING>(request.get(), 6)), u"N");
+  EXPECT_EQ(Take(Read<HSTRING>(request.get(), 8)), u"D\xFFFD");
+
+  const Owned<StringMapInterface> map(Read<StringMapInterface*>(request.get(), 10));
+  const Owned<StringMapInterface> same(Read<StringMapInterface*>(request.get(), 10));
+  const auto insert = [&](const char16_t* key, const char16_t* value) {
+    return Read<BOOLEAN>(map.get(), 10, HSTRING(Text{key}), HSTRING(Text{value}));
+  };
+  EXPECT_EQ(insert(u"b", u"old"), 0);
+  EXPECT_EQ(insert(u"b\xD800", u"\xDC00"), 0);
+  EXPECT_EQ(insert(u"b", u"\xE4"), 1);
+  EXPECT_EQ(insert(u"", u""), 0);
+  const Owned<StringMapView> view(Read<StringMapView*>(same.get(), 9));
+  EXPECT_EQ(Call(map.get(), 11, HSTRING(Text{u"b"})), kOk);
+  EXPECT_EQ(Call(map.get(), 11, HSTRING(Text{u"b"})), ErrorCode(0x8000000B));
+  EXPECT_EQ(PairsIn(same.get()), u"= b\xFFFD=\xFFFD ");
+  EXPECT_EQ(Call(map.get(), 12), kOk);
+
+  // A view and the map have the first slots in common; the view is as the map was.
+  const struct {
+    IUnknown* object;
+    std::uint32_t size;
+    BOOLEAN has;
+    HRESULT lookup;
+    std::u16string value, pairs;
+  } rows[] = {{map.get(), 0, 0, kOutOfBounds, u"", u""},
+              {view.get(), 3, 1, kOk, u"\xE4", u"= b=\xE4 b\xFFFD=\xFFFD "}};
+  for (const auto& row : rows) {
+    auto value = reinterpret_cast<HSTRING>(this);
+    EXPECT_EQ(Call(row.object, 6, HSTRING(Text{u"b"}), &value), row.lookup);
+    EXPECT_EQ(Take(value), row.value);
+    EXPECT_EQ(Read<std::uint32_t>(row.object, 7), row.size);
+    EXPECT_EQ(Read<BOOLEAN>(row.object, 8, HSTRING(Text{u"b"})), row.has);
+    EXPECT_EQ(PairsIn(row.object), row.pairs);
+  }
+  StringMapView *first = view.get(), *second = view.get();
+  EXPECT_EQ(Call(view.get(), 9, &first, &second), kOk);
+  EXPECT_EQ(first, nullptr);
+  EXPECT_EQ(second, nullptr);
+  const auto iterable = As<StringIterable>(view.get());
+  const Owned<StringIterator> iterator(Read<StringIterator*>(iterable.get(), 6));
+  for (const std::uint32_t expected : {2U, 1U, 0U}) {
+    StringPair* pairs[2] = {};
+    EXPECT_EQ(Read<std::uint32_t>(iterator.get(), 9, 2U, &pairs[0]), expected);
+    for (StringPair* const pair : pairs) {
+      if (pair != nullptr) pair->Release();
+    }
+  }
+
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 2; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 200; ++n) {
+        insert(n % 2 == 0 ? u"even" : u"odd", u"1");
+        PairsIn(map.get());
+        Call(map.get(), 12);
+        Call(request.get(), 7, HSTRING(Text{n % 2 == 0 ? u"long enough to be elsewhere" : u""}));
+        Take(Read<HSTRING>(request.get(), 6));
+        Call(request.get(), 11, nullptr);
+        Owned<StringMapInterface>(Read<StringMapInterface*>(request.get(), 10));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(ActivationTest, ReadsRequestsOfAnyMakeAndGivesThemBack) {
+  // The content is the default one: the user has not opted in.
+  const auto expectContent = [](IAsyncOperation<HSTRING>* operation, std::u16string expected) {
+    const Owned<IAsyncOperation<HSTRING>> owned(operation);
+    HSTRING content = nullptr;
+    EXPECT_TRUE(WaitUntil([&] { return operation->GetResults(&content) == kOk; }));
+    EXPECT_EQ(Take(content), expected);
+  };
+  const auto load = [&](ITargetLocationRequest* request) {
+    return Read<IAsyncOperation<HSTRING>*>(target_, 6, request);
+  };
+  const Entry kept{u"k\xD800", u"v\xDC00"}, other{u"b", u"2"}, bad{u"bad", 1};
+  struct {
+    const char* name;
+    const char16_t* content;
+    std::u16string read;
+    std::vector<Entry> entries;
+    Fault fault;
+    std::u16string pairs;
+  } const rows[] = {
+      {"texts", u"D\xD800", u"D\xFFFD", {kept, other}, Fault::None, u"b=2 k\xFFFD=v\xFFFD "},
+      {"no content", nullptr, u"", {kept}, Fault::NoIterator, u""},
+      {"a pair without a value", u"D", u"D", {bad, other}, Fault::None, u"b=2 "},
+      {"never ends", u"D", u"D", {other}, Fault::NeverEnds, u"b=2 "}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    auto request = std::make_unique<Request>(row.content, row.entries, row.fault);
+    auto* const operation = load(request.get());
+    request = std::make_unique<Request>(row.content, row.entries, row.fault);
+    const Owned<ITargetLocationRequest> created(Read<ITargetLocationRequest*>(
+        target_, 12, HSTRING(Text{u"N"}), HSTRING(Text{u"own"}), request->Parameters()));
+    request.reset();
+    expectContent(operation, row.read);
+    expectContent(load(created.get()), u"own");
+    EXPECT_EQ(Take(Read<HSTRING>(created.get(), 6)), u"N");
+    const Owned<StringMapInterface> map(Read<StringMapInterface*>(created.get(), 10));
+    EXPECT_EQ(PairsIn(map.get()), row.pairs);
+  }
+  expectContent(load(nullptr), u"");
+
+  Request order(u"", {{u"orderId", u"0"}, other});
+  const Owned<ITargetLocationRequest> created(
+      Read<ITargetLocationRequest*>(target_, 13, HSTRING(Text{u"N"}), HSTRING(Text{u"1"}),
+                                    HSTRING(Text{u"2"}), HSTRING(Text{u"3"}), order.Parameters()));
+  Owned<StringMapInterface> map(Read<StringMapInterface*>(created.get(), 10));
+  std::u16string names;
+  for (const int slot : {9, 10, 11}) names += Take(Read<HSTRING>(target_, slot)) + u" ";
+  EXPECT_EQ(names, u"orderId orderTotal productPurchasedId ");
+  EXPECT_EQ(PairsIn(map.get()), u"b=2 orderId=1 orderTotal=2 productPurchasedId=3 ");
+
+  // A client's map is kept as it is, until another takes its place.
+  EXPECT_EQ(Call(created.get(), 11, order.Parameters()), kOk);
+  map.reset(Read<StringMapInterface*>(created.get(), 10));
+  EXPECT_EQ(map.get(), order.Parameters());
+  map.reset();
+  EXPECT_EQ(order.References(), 1U);
+  EXPECT_EQ(Call(created.get(), 11, nullptr), kOk);
+  EXPECT_EQ(order.References(), 0U);
+  map.reset(Read<StringMapInterface*>(created.get(), 10));
+  EXPECT_EQ(PairsIn(map.get()), u"");
+}
+
+TEST_F(ActivationTest, AnswersWithoutServers) {
+  const Owned<StringMapView> profile(Read<StringMapView*>(audience_, 6));
+  EXPECT_EQ(PairsIn(profile.get()), u"");
+  EXPECT_EQ(Call(target_, 14), kOk);
+  for (const int slot : {7, 8}) EXPECT_EQ(Take(Read<HSTRING>(target_, slot)), u"");
+
+  Map traits({{u"color", u"red"}}, Fault::None);
+  const Owned<IAsyncOperation<StringMapView*>> operation(
+      Read<IAsyncOperation<StringMapView*>*>(audience_, 10, static_cast<ContextMap*>(&traits)));
+  StringMapView* answer = profile.get();
+  EXPECT_TRUE(WaitUntil([&] { return operation->GetResults(&answer) == kOk; }));
+  EXPECT_EQ(answer, nullptr);
 }
 
 }  // namespace

@@ -25,6 +25,12 @@ bool Poll(socket_t socket, short events, std::chrono::milliseconds timeout) {
   return ::poll(&descriptor, 1, static_cast<int>(timeout.count())) > 0;
 }
 
+// Where the second question mark stands, which the server does not take, or the end.
+std::size_t EndOfPlainTarget(std::string_view target) {
+  const std::size_t query = std::min(target.find('?'), target.size());
+  return std::min(target.find('?', query + 1), target.size());
+}
+
 }  // namespace
 
 Connection::Connection(socket_t socket) : socket_(socket) {
@@ -114,8 +120,9 @@ void Connection::TakeRequestLine(std::size_t length) {
   const std::size_t end = line.rfind(' ');
   if (end == std::string_view::npos || end < start) return;
   rawTarget_ = line.substr(start, end - start);
-  if (rawTarget_.size() > kTargetForServer) {
-    received_.erase(start + kTargetForServer, rawTarget_.size() - kTargetForServer);
+  const std::size_t forServer = std::min(EndOfPlainTarget(rawTarget_), kTargetForServer);
+  if (forServer < rawTarget_.size()) {
+    received_.erase(start + forServer, rawTarget_.size() - forServer);
   }
 }
 

@@ -14,8 +14,8 @@ namespace Veltro::Collector {
 /// answers to.
 ///
 /// It takes the request line off each request itself and hands a line with the first bytes of the
-/// target on: the server's own limit of 8 KiB for a target is below what clients send here. Used by
-/// one thread.
+/// target on: the server's own limit of 8 KiB for a target is below what clients send here, and it
+/// takes no second question mark. Used by one thread.
 class Connection final : public httplib::Stream {
  public:
   /// How it ends.
