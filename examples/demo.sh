@@ -2,9 +2,10 @@
 # demo.sh BUILD_FOLDER [--stay]
 #
 # The road of a hit: a shop measures a visitor who has not been asked yet, so that its hits wait on
-# disk; it is killed, started again, and the visitor opts in. Ends with status 0 when the collector
-# received every hit, once and in order, and what they tell of launches, times, values and places is
-# right.
+# disk; it is killed, started again, and the visitor opts in. From then on the shop learns the
+# visitor's segments, and shows what the content server chooses, until that one falls silent. Ends
+# with status 0 when the collector received every hit, once and in order, and what they tell of
+# launches, times, values and places is right, and so are segments and contents.
 set -euo pipefail
 
 build=$(cd "$1" && pwd)
@@ -42,11 +43,13 @@ value() { sed -n "s/.*\"$1\":\"\([^\"]*\)\".*/\1/p"; }
 tracked() { sed -n 's/^\([0-9]*\) hits tracked$/\1/p' "$1"; }
 
 say "A collector listens"
-"$build/tools/collector/veltro-collector" --port 0 > >(tee "$work/collector.log") &
+rules=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/shop/rules.json
+"$build/tools/collector/veltro-collector" --port 0 --rules "$rules" > >(tee "$work/collector.log") &
 collector=$!
 wait_for_line "$work/collector.log" '^Listening on'
 url=$(sed -n 's/^Listening on //p' "$work/collector.log")
 
+export VELTRO_TARGET_EDGE_DOMAIN=.localhost:${url##*:}
 export VELTRO_PACKAGE_DIR=$work/package VELTRO_DATA_DIR=$work/data
 mkdir "$VELTRO_PACKAGE_DIR"
 cp "$build"/examples/shop/AppxManifest.xml "$VELTRO_PACKAGE_DIR"
@@ -63,6 +66,10 @@ wait "$shop" 2>/dev/null || true
 shop=
 held=$(tracked "$work/browse.log")
 [[ $(curl -s "$url/api/hits") == '[]' ]] || fail "a hit was sent before the visitor was asked"
+
+# The second content request meets silence.
+curl -s "$url/api/faults" -d '[{"kind": "delay", "milliseconds": 0, "server": "content"},
+                               {"kind": "silence", "server": "content"}]'
 
 say "It starts again, which reports the crash, and the visitor opts in"
 "$build/examples/shop/shop" buy $((held + 1)) | tee "$work/buy.log"
@@ -86,7 +93,13 @@ inapp=$(hits shopping | value a.action.time.inapp)
 worth=$(hits LifetimeValueIncrease | value a.ltv.amount)
 place=$(hits Location | value a.loc.poi)
 
-printf '\n%s\n' "$launched launches: $first, $second, whose data $carried hits carry"
+shown() { sed -n "s/^  is shown, as $1: //p" "$work/buy.log"; }
+segments=$(sed -n 's/^  is in the segments: //p' "$work/buy.log")
+calls=$(curl -s "$url/api/stats" | sed 's/.*"destinations":\([0-9]*\).*/\1/')
+
+printf '\n%s\n' "the visitor is in the segments $segments, of which $calls partner was told"
+printf '%s\n' "shown: \"$(shown welcome)\", and when the server is silent \"$(shown recommendation)\""
+printf '%s\n' "$launched launches: $first, $second, whose data $carried hits carry"
 printf '%s\n' "shopping took $total s, $inapp s of them in the foreground; $worth spent at $place"
 printf '%s\n' "$expected hits tracked, $received received, $lost lost, $order"
 if [[ $stay == --stay ]]; then
@@ -97,3 +110,5 @@ fi
 [[ $launched == "$launches" && $first == InstallEvent && $second == CrashEvent ]]
 [[ $carried == $((bought + 1)) && $((total - inapp)) -ge 2 && $inapp -ge 0 ]]
 [[ $worth == 19.90 && $place == "Flagship store" ]]
+[[ $segments == "gardener=yes visitor=known" && $calls == 1 ]]
+[[ $(shown welcome) == "20 % off all watering cans" && $(shown recommendation) == "Our catalogue" ]]

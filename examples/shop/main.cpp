@@ -1,6 +1,7 @@
 // A shop that measures what its visitor does: launches, screens, actions with data of every kind,
-// how long shopping takes, what is paid, where; and the visitor's privacy choice. Run it with a
-// collector at the server that its VeltroConfig.json names.
+// how long shopping takes, what is paid, where; and the visitor's privacy choice. It tells the
+// audience server what the visitor likes, and shows the content that the content server chooses.
+// Run it with a collector at the servers that its VeltroConfig.json names.
 
 #include <chrono>
 #include <cstdint>
@@ -12,9 +13,11 @@
 #include "veltro/veltro.h"
 
 using Veltro::Analytics;
+using Veltro::AudienceManager;
 using Veltro::Config;
 using Veltro::ContextData;
 using Veltro::Host;
+using Veltro::Target;
 using Veltro::VeltroPrivacyStatus;
 
 namespace {
@@ -91,6 +94,23 @@ void Browse(Visit& visit) {
   visit.See("Cart");
 }
 
+/// Learns which segments the visitor is in.
+void Signal(const ContextData& traits) {
+  const auto profile = AudienceManager::SignalWithData(traits).Get();
+  std::cout << "  is in the segments:";
+  if (profile) {
+    for (const auto& [segment, value] : *profile) std::cout << " " << segment << "=" << value;
+  }
+  std::cout << std::endl;
+}
+
+/// Shows what the content server has for this place, or else `defaultContent`.
+void Show(const std::string& place, const std::string& defaultContent) {
+  const auto request = Target::CreateRequest(place, defaultContent, {{"shop.section", "garden"}});
+  std::cout << "  is shown, as " << place << ": " << Target::LoadRequest(request).Get()
+            << std::endl;
+}
+
 /// The shop is in the background for a while.
 void Rest() {
   Config::PauseCollectingLifecycleData();
@@ -103,11 +123,14 @@ void Rest() {
 void Buy(Visit& visit) {
   Config::SetPrivacyStatus(VeltroPrivacyStatus::OptIn);
   Config::SetUserIdentifier("visitor-17");
+  Signal({{"likes.section", "garden"}, {"cart.items", 1}});
+  Show("welcome", "Welcome!");
   visit.See("Checkout");
   Rest();
   visit.Do("purchase", {{"&&purchaseID", "2026-0017"}, {"order.total", 19.9}});
   visit.Pay(19.9);
   visit.IsAt(52.5206, 13.4099);
+  Show("recommendation", "Our catalogue");
   visit.End("shopping");
   std::cout << "  the queue is "
             << (Host::Flush(std::chrono::seconds(10)) == Host::FlushResult::Done ? "sent"
