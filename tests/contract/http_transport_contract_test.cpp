@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 #include "fakes/fake_http_transport.h"
 #include "fakes/fake_local_folder.h"
@@ -66,7 +67,7 @@ class HttpTransportContract : public testing::Test {
   HttpRequest Answering(const std::string& status, const std::string& body = {}) {
     return {subject.AnsweringUrl(status, body), {}, std::chrono::seconds(5)};
   }
-  HttpRequest Silent() { return {subject.SilentUrl(), {}, std::chrono::seconds(5)}; }
+  HttpRequest Silent() { return {subject.SilentUrl(), {}, std::chrono::seconds(60)}; }
 
   Subject subject;
   Results results;
@@ -110,6 +111,49 @@ TYPED_TEST(HttpTransportContract, DroppingCancelsEverythingExactlyOnce) {
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_EQ(this->results.At(i).outcome, Outcome::Cancelled);
   }
+}
+
+TYPED_TEST(HttpTransportContract, StoppingCancelsWhatRunsAndWhatComesButKeepsCookies) {
+  for (int i = 0; i < 2; ++i) this->transport->Get(this->Silent(), this->results.Collect());
+  ASSERT_TRUE(this->subject.WaitForRequests(2));
+  std::thread([this] { this->transport->Stop(); }).join();
+  this->transport->Stop();
+  ASSERT_TRUE(this->results.WaitFor(2));
+  EXPECT_EQ(this->results.At(0).outcome, Outcome::Cancelled);
+  EXPECT_EQ(this->results.At(1).outcome, Outcome::Cancelled);
+  EXPECT_EQ(Fetch(*this->transport, this->Answering("200")).outcome, Outcome::Cancelled);
+  EXPECT_EQ(Fetch(*this->transport, {"no URL", {}, milliseconds(1000)}).outcome,
+            Outcome::Cancelled);
+  this->transport->SetCookie("http://a.example/", "name", "value");
+  EXPECT_EQ(this->transport->GetCookie("http://a.example/", "name"), "value");
+}
+
+TYPED_TEST(HttpTransportContract, StoppingBeforeTheFirstRequestOrInACompletionCancelsToo) {
+  const HttpRequest first = this->Answering("200");
+  const HttpRequest second = this->Answering("200");
+  this->transport->Get(first, [&](HttpResult) {
+    this->transport->Stop();
+    this->transport->Get(second, this->results.Collect());
+  });
+  ASSERT_TRUE(this->results.WaitFor(1));
+  const auto fresh = this->subject.Make();
+  fresh->Stop();
+  EXPECT_EQ(this->results.At(0).outcome, Outcome::Cancelled);
+  EXPECT_EQ(Fetch(*fresh, this->Answering("200")).outcome, Outcome::Cancelled);
+}
+
+TYPED_TEST(HttpTransportContract, KeepsCookiesByHostAndName) {
+  HttpTransport& client = *this->transport;
+  EXPECT_EQ(client.GetCookie("http://a.example/", "name"), "");
+  client.SetCookie("http://a.example/path?query", "name", "first");
+  client.SetCookie("http://a.example/", "name", "second");
+  client.SetCookie("http://a.example/", "other", "o");
+  client.SetCookie("http://b.test/", "name", "b");
+  EXPECT_EQ(client.GetCookie("http://a.example:8080/elsewhere", "name"), "second");
+  client.ClearCookie("https://a.example/", "name");
+  EXPECT_EQ(client.GetCookie("http://a.example/", "name"), "");
+  EXPECT_EQ(client.GetCookie("http://a.example/", "other"), "o");
+  EXPECT_EQ(client.GetCookie("http://b.test/", "name"), "b");
 }
 
 TYPED_TEST(HttpTransportContract, CompletionMayGetAndCancel) {

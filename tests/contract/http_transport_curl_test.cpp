@@ -194,6 +194,39 @@ TEST(HttpTransferCurlTest, RedirectsStayOnTheWebAndNeverLeaveTls) {
   }
 }
 
+TEST_F(HttpTransportCurlTest, PublicHostsOnlyStaysAwayFromThisMachine) {
+  RawServer server([](const std::string&) { return Reply{RawServer::Answer("200 OK")}; });
+  for (int i = 0; i < 2; ++i) {
+    const HttpResult open = Get(server);  // leaves a connection behind that could be used
+    EXPECT_EQ(open.status, 200);
+    EXPECT_FALSE(open.peerIsPublic);
+    for (const char* host : {"127.0.0.1", "localhost", "[::ffff:127.0.0.1]"}) {
+      const std::string url = "http://" + std::string(host) + ":" + std::to_string(server.Port());
+      const HttpResult result = Fetch(transport, {url, {}, kLong, true});
+      EXPECT_EQ(result.outcome, Outcome::Failed) << host;
+      EXPECT_EQ(result.error, kHttpCannotConnect) << host;
+    }
+  }
+  EXPECT_EQ(server.Connections(), 1);
+  EXPECT_EQ(server.Heads().size(), 2U);
+}
+
+TEST_F(HttpTransportCurlTest, PublicHostsOnlyHoldsAfterARedirectToo) {
+  RawServer server([](const std::string&) { return Reply{Redirect("302 Moved", "/again")}; });
+  HttpTransferCurl transfer("");
+  const auto deadline = std::chrono::steady_clock::now() + kLong;
+  ASSERT_EQ(transfer.Start({server.Url(), {}, kLong, true}, deadline),
+            HttpTransferCurl::Next::AnotherLeg);
+  // Lets the first leg through as if its server were a public one, and leaves its connection.
+  curl_easy_setopt(transfer.Easy(), CURLOPT_OPENSOCKETFUNCTION, nullptr);
+  curl_easy_setopt(transfer.Easy(), CURLOPT_FORBID_REUSE, 0L);
+  ASSERT_EQ(transfer.FinishLeg(curl_easy_perform(transfer.Easy())),
+            HttpTransferCurl::Next::AnotherLeg);
+  EXPECT_EQ(transfer.FinishLeg(curl_easy_perform(transfer.Easy())), HttpTransferCurl::Next::Ended);
+  EXPECT_EQ(transfer.TakeResult().error, kHttpCannotConnect);
+  EXPECT_EQ(server.Heads().size(), 1U);
+}
+
 TEST_F(HttpTransportCurlTest, HeadersLoseTheirControlCharacters) {
   struct {
     HttpHeader header;

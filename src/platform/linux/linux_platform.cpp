@@ -15,6 +15,10 @@
 #include "platform/linux/random_linux.h"
 #include "platform/linux/settings_sqlite.h"
 
+#ifndef VELTRO_TARGET_EDGE_DOMAIN  // an option of the build
+#define VELTRO_TARGET_EDGE_DOMAIN ".edge.veltro.invalid"
+#endif
+
 namespace Veltro::Internal {
 namespace {
 
