@@ -51,7 +51,9 @@ HitSender::HitSender(HitStore& store, const Configuration& config, const SendPol
       host_(HostOf(config.server)),
       sleeper_(clock.NewSleeper()) {}
 
-HitSender::~HitSender() {
+HitSender::~HitSender() { Stop(); }
+
+void HitSender::Stop() {
   const std::lock_guard lock(mutex_);
   stopping_ = true;
   sleeper_->Interrupt();

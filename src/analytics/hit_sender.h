@@ -35,8 +35,11 @@ class HitSender {
   HitSender(HitStore& store, const Configuration& config, const SendPolicy& policy,
             DeviceInformation& device, DeviceFacts& facts, HttpTransport& transport, Clock& clock);
 
-  /// Cancels the request under way, whose hit stays in the store, and ends the thread.
+  /// Stops, and ends the thread.
   ~HitSender();
+
+  /// Cancels the request under way, whose hit stays in the store, and sends no more.
+  void Stop();
 
   /// Starts sending unless it is under way. Returns at once; safe to call from any thread.
   void Start();

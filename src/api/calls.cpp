@@ -124,10 +124,10 @@ void PostClearStoredIds() {
   runtime.SharedQueue().Post([&runtime] { runtime.GetContentLoader().ClearStoredIds(); });
 }
 
-AsyncOperation<std::optional<AudienceManager::Profile>> AskForProfile(StringMap traits) {
+AsyncOperation<std::optional<AudienceManager::Profile>> Signal(StringMap traits) {
   using Result = std::optional<AudienceManager::Profile>;
   return BeginOperation(Result(std::in_place), [&](Runtime& current, const auto& answer) {
-    current.PostRequest([answer, traits = std::move(traits)](Runtime& runtime) {
+    current.PostSignal([answer, traits = std::move(traits)](Runtime& runtime) {
       const std::optional<StringMap> profile = runtime.GetSkaipra().SignalWithData(traits);
       answer->Complete(profile ? Result(ToUtf8Map(*profile)) : std::nullopt);
     });
@@ -141,7 +141,7 @@ AsyncOperation<std::string> AskForContent(std::optional<TargetLocationRequest> r
       LogDebug("Target - Attempted to Load a null request, returning empty string");
       return;
     }
-    current.PostRequest([answer, request = *std::move(request)](Runtime& runtime) {
+    current.PostContentRequest([answer, request = *std::move(request)](Runtime& runtime) {
       answer->Complete(runtime.GetContentLoader().LoadRequest(request));
     });
   });
@@ -157,7 +157,7 @@ std::u16string UserIdentifier() { return Runtime::Current().VisitorId(kAnswerTim
 
 double LifetimeValue() { return Runtime::Current().LifetimeValue(kAnswerTimeout); }
 
-StringMap StoredProfile() { return Runtime::Current().LoadedProfile(kAnswerTimeout); }
+StringMap StoredProfile() { return Runtime::Current().StoredProfile(kAnswerTimeout); }
 
 std::u16string Dpid() { return Runtime::Current().Dpid(); }
 

@@ -50,7 +50,7 @@ AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action);
 
 /// The answer is the profile that the signal brought, empty when it brought none, and nothing when
 /// Skaipra is not configured.
-AsyncOperation<std::optional<AudienceManager::Profile>> AskForProfile(StringMap traits);
+AsyncOperation<std::optional<AudienceManager::Profile>> Signal(StringMap traits);
 
 /// The answer is the content of the location, or the default content; "" when Target is not
 /// configured, and for a request that is null.

@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -135,9 +137,8 @@ VisitorProfile& Runtime::GetVisitorProfile() {
 }
 
 DestinationForwarder& Runtime::GetDestinationForwarder() {
-  return destinationForwarder_.Get([this] {
-    return DestinationForwarder(*platform_.httpTransport, GetPrivacy(), destinationCalls_);
-  });
+  return destinationForwarder_.Get(
+      [this] { return DestinationForwarder(*platform_.httpTransport, GetPrivacy()); });
 }
 
 Skaipra& Runtime::GetSkaipra() {
@@ -176,14 +177,17 @@ float Runtime::LifetimeValue(std::chrono::milliseconds timeout) {
   return GetSettings().LoadedLifetimeValue().value_or(0);
 }
 
-StringMap Runtime::LoadedProfile(std::chrono::milliseconds timeout) {
-  const auto loaded = [this] {
-    VisitorProfile* const profile = visitorProfile_.Peek();
-    return profile == nullptr ? std::nullopt : profile->LoadedProfile();
-  };
-  if (auto profile = loaded()) return *std::move(profile);
-  RunOnSharedQueue([this] { GetVisitorProfile().GetProfile(); }, timeout);
-  return loaded().value_or(StringMap());
+StringMap Runtime::StoredProfile(std::chrono::milliseconds timeout) {
+  VisitorProfile& profile = GetVisitorProfile();
+  if (auto loaded = profile.LoadedProfile()) return *std::move(loaded);
+  auto loading = std::make_shared<std::promise<void>>();
+  const std::future<void> end = loading->get_future();
+  signals_.Post([&profile, loading = std::move(loading)] {
+    profile.GetProfile();
+    loading->set_value();
+  });
+  end.wait_for(timeout);
+  return profile.LoadedProfile().value_or(StringMap());
 }
 
 std::u16string Runtime::Dpid() const {
@@ -220,7 +224,8 @@ bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
   const bool hitsSaved = queue == nullptr || queue->WaitUntilSaved(deadline.Remaining());
   TimedActionTable* const actions = timedActions_.Peek();
   const bool actionsSaved = actions == nullptr || actions->WaitUntilSaved(deadline.Remaining());
-  return hitsSaved && actionsSaved;
+  const bool cookiesSaved = platform_.httpTransport->WaitUntilSaved(deadline.Remaining());
+  return hitsSaved && actionsSaved && cookiesSaved;
 }
 
 /// Runs `item` behind all earlier work, and waits for it.
@@ -247,7 +252,13 @@ void Runtime::OnLaunch(StringMap data, std::int32_t timestamp) {
 }
 
 void Runtime::OnSignal(StringMap traits) {
-  requests_.Post([this, traits = std::move(traits)] { GetSkaipra().SignalWithData(traits); });
+  signals_.Post([this, traits = std::move(traits)] { GetSkaipra().SignalWithData(traits); });
+}
+
+/// The sender first: to it a request that the transport cancels has timed out.
+void Runtime::StopNetwork() {
+  if (HitSender* const sender = hitSender_.Peek()) sender->Stop();
+  platform_.httpTransport->Stop();
 }
 
 }  // namespace Veltro::Internal

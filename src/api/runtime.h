@@ -82,13 +82,15 @@ class Runtime {
     });
   }
 
-  /// Runs `request(runtime)`, which may wait for the network, on a thread of the pool for requests,
-  /// after every earlier call has taken effect.
+  /// Run `request(runtime)`, which may wait for the network, on a thread of a pool, after every
+  /// earlier call has taken effect.
   template <class Request>
-  void PostRequest(Request request) {
-    sharedQueue_.Post([this, request = std::move(request)]() mutable {
-      requests_.Post([this, request = std::move(request)] { request(*this); });
-    });
+  void PostSignal(Request request) {
+    PostTo(signals_, std::move(request));
+  }
+  template <class Request>
+  void PostContentRequest(Request request) {
+    PostTo(contentRequests_, std::move(request));
   }
 
   /// The number of queued hits after every earlier call has taken effect, which is waited for up to
@@ -103,9 +105,9 @@ class Runtime {
   /// `timeout`; failing that it is 0.
   float LifetimeValue(std::chrono::milliseconds timeout);
 
-  /// The user's profile as last received. Waits for the settings to be loaded, up to `timeout`;
-  /// failing that it is empty.
-  StringMap LoadedProfile(std::chrono::milliseconds timeout);
+  /// The user's profile as last received. Waits for it to be loaded, up to `timeout`; failing that
+  /// it is empty.
+  StringMap StoredProfile(std::chrono::milliseconds timeout);
 
   /// The identifiers of the user that are in memory; touch neither settings nor disk.
   std::u16string Dpid() const;
@@ -122,9 +124,8 @@ class Runtime {
   bool WaitUntilSaved(std::chrono::milliseconds timeout);
 
  private:
-  /// How many requests of the host's, and calls of destinations, run side by side.
+  /// How many signals, and how many content requests, run side by side.
   static constexpr std::size_t kMaxRequests = 32;
-  static constexpr std::size_t kMaxDestinationCalls = 8;
 
   /// Sends log lines to an output for as long as it lives.
   struct LogRoute {
@@ -132,17 +133,25 @@ class Runtime {
     ~LogRoute();
   };
 
-  /// Ends the requests under way, so that nobody waits for them any longer.
+  /// Ends the requests under way when it goes, so that nobody waits for them any longer.
   struct NetworkStop {
-    HttpTransport& transport;
-    ~NetworkStop() { transport.Stop(); }
+    Runtime& runtime;
+    ~NetworkStop() { runtime.StopNetwork(); }
   };
+
+  template <class Request>
+  void PostTo(ThreadPool& pool, Request request) {
+    sharedQueue_.Post([this, &pool, request = std::move(request)]() mutable {
+      pool.Post([this, request = std::move(request)] { request(*this); });
+    });
+  }
 
   void RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout);
   std::optional<std::string> IdentifierUrl();
   void OnPrivacySet(VeltroPrivacyStatus status);
   void OnLaunch(StringMap data, std::int32_t timestamp);
   void OnSignal(StringMap traits);
+  void StopNetwork();
 
   // In the order of need: each object uses only those above it, and goes down before them.
   const Platform platform_;
@@ -161,12 +170,12 @@ class Runtime {
   Lazy<TimedActionTable> timedActions_;
   Lazy<Lifecycle> lifecycle_;
   Lazy<VisitorProfile> visitorProfile_;
-  ThreadPool destinationCalls_{kMaxDestinationCalls};
   Lazy<DestinationForwarder> destinationForwarder_;
   Lazy<Skaipra> skaipra_;
   Lazy<ContentLoader> contentLoader_;
-  ThreadPool requests_{kMaxRequests};
-  const NetworkStop networkStop_{*platform_.httpTransport};
+  ThreadPool signals_{kMaxRequests};
+  ThreadPool contentRequests_{kMaxRequests};
+  const NetworkStop networkStop_{*this};
   WorkQueue sharedQueue_;
 };
 

@@ -9,7 +9,7 @@ namespace Veltro::Internal {
 namespace {
 
 constexpr std::chrono::milliseconds kTimeout{5000};
-constexpr std::int32_t kRequestTimeoutStatus = 408;
+constexpr std::size_t kMaxWaiting = 1000;
 
 void LogFailure(const PlatformError& error) {
   if (error.HResult() == kHttpBadUrl) {
@@ -23,7 +23,13 @@ void LogFailure(const PlatformError& error) {
 
 void DestinationForwarder::Forward(const std::vector<std::string>& urls, bool publicHostsOnly) {
   for (const std::string& url : urls) {
+    if (waiting_ >= kMaxWaiting) {
+      LogWarning("Skaipra - Failed to forward the dest (%s)", "too many are waiting");
+      return;
+    }
+    ++waiting_;
     pool_.Post([this, url, publicHostsOnly] {
+      --waiting_;
       if (policy_.Permission() == SendPermission::Send) Call(url, publicHostsOnly);
     });
   }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -9,16 +11,17 @@
 
 namespace Veltro::Internal {
 
-/// Calls the URLs that the audience server wants called, each by itself and once. A failure is
-/// logged and concerns nobody else.
+/// Calls the URLs that the audience server wants called, each by itself and once, a few at a time
+/// on threads of its own. A failure is logged and concerns nobody else. Dropping it makes the calls
+/// that wait; stop the transport first to have them end at once.
 class DestinationForwarder {
  public:
-  /// The calls run, and wait, on `pool`.
-  DestinationForwarder(HttpTransport& transport, const SendPolicy& policy, ThreadPool& pool)
-      : transport_(transport), policy_(policy), pool_(pool) {}
+  DestinationForwarder(HttpTransport& transport, const SendPolicy& policy)
+      : transport_(transport), policy_(policy) {}
 
   /// Calls each of `urls`, http and https ones, while data may leave the device. `publicHostsOnly`
-  /// keeps them away from this machine and the networks around it. Returns at once.
+  /// keeps them away from this machine and the networks around it. Returns at once. While 1,000
+  /// wait, further ones are left out with a warning.
   void Forward(const std::vector<std::string>& urls, bool publicHostsOnly);
 
  private:
@@ -26,7 +29,8 @@ class DestinationForwarder {
 
   HttpTransport& transport_;
   const SendPolicy& policy_;
-  ThreadPool& pool_;
+  std::atomic<std::size_t> waiting_ = 0;
+  ThreadPool pool_{8};  // the last one: what it runs uses the others
 };
 
 }  // namespace Veltro::Internal

@@ -39,11 +39,9 @@ std::optional<StringMap> VisitorProfile::LoadedProfile() {
 
 void VisitorProfile::StoreProfile(const StringMap& profile) {
   const std::lock_guard settingsLock(settingsMutex_);
-  {
-    const std::lock_guard lock(profileMutex_);
-    profile_ = profile;
-  }
   settings_.Write(kProfileKey, ProfileText(profile));
+  const std::lock_guard lock(profileMutex_);
+  profile_ = profile;
 }
 
 std::u16string VisitorProfile::GetUserId() {
@@ -56,8 +54,8 @@ void VisitorProfile::StoreUserId(const std::u16string& userId) {
   const std::lock_guard lock(settingsMutex_);
   LoadUserId();
   if (userId == userId_) return;
-  userId_ = userId;
   settings_.Write(kUserIdKey, userId);
+  userId_ = userId;
 }
 
 void VisitorProfile::LoadUserId() {

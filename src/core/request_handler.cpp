@@ -11,8 +11,6 @@
 namespace Veltro::Internal {
 namespace {
 
-constexpr std::int32_t kRequestTimeoutStatus = 408;
-
 std::int32_t ReadStatus(HttpResult& result) { return result.status; }
 
 std::string ReadBody(HttpResult& result) {

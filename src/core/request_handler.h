@@ -10,6 +10,9 @@
 
 namespace Veltro::Internal {
 
+/// The status of a request that timed out.
+inline constexpr std::int32_t kRequestTimeoutStatus = 408;
+
 /// A GET under way, whose result has the type T.
 template <class T>
 class RequestTask {

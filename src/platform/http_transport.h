@@ -104,6 +104,10 @@ class HttpTransport {
   /// is none. Of several it is the one with the longest path, then with the longest domain, then
   /// the one that a host set for itself alone.
   virtual std::string GetCookie(const std::string& url, const std::string& name) = 0;
+
+  /// Whether within `timeout` all cookies that are to outlive the process have been saved, as far
+  /// as that is possible.
+  virtual bool WaitUntilSaved(std::chrono::milliseconds timeout) = 0;
 };
 
 }  // namespace Veltro::Internal

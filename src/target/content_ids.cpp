@@ -19,7 +19,7 @@ void LoadId(SettingsStore& settings, const char* name, std::string& id) {
   if (IsAssignedId<char>(stored)) id = std::move(stored);
 }
 
-void SendId(RequestHandler& request, const char* name, const std::string& id) {
+void PutId(RequestHandler& request, const char* name, const std::string& id) {
   request.ClearCookie(name);
   if (!id.empty()) request.SetCookie(name, id);
 }
@@ -38,51 +38,58 @@ ContentIds::Values ContentIds::InMemory() const {
   return values_;
 }
 
-ContentIds::Exchange::Exchange(ContentIds& ids) : ids_(ids) {
+ContentIds::Loaded ContentIds::Load() {
+  const std::lock_guard lock(exchangeMutex_);
+  Values values = InMemory();
+  LoadId(settings_, kPcId, values.pcId);
+  LoadId(settings_, kSessionId, values.sessionId);
+  Set(values);
+  return {std::move(values), generation_};
+}
+
+ContentIds::Exchange::Exchange(ContentIds& ids, const Loaded& sent, RequestHandler& request)
+    : ids_(ids), generation_(sent.generation), request_(request) {
   const std::lock_guard lock(ids_.exchangeMutex_);
-  ids_.Load();
-  sent_ = ids_.InMemory();
-  generation_ = ids_.generation_;
+  if (IsStale()) {
+    ++ids_.staleRequests_;
+    return;
+  }
+  mayTakeCookies_ = ids_.staleRequests_ == 0;
+  if (ids_.requestsUnderWay_++ == 0) ids_.PutCookies(request_);
 }
 
 ContentIds::Exchange::~Exchange() {
   const std::lock_guard lock(ids_.exchangeMutex_);
-  if (isUnderWay_) --ids_.requestsUnderWay_;
+  if (!IsStale()) {
+    --ids_.requestsUnderWay_;
+  } else if (--ids_.staleRequests_ == 0) {
+    ids_.PutCookies(request_);
+  }
 }
 
-void ContentIds::Exchange::SendCookies(RequestHandler& request) {
+void ContentIds::Exchange::TakeCookies() const {
   const std::lock_guard lock(ids_.exchangeMutex_);
-  isUnderWay_ = true;
-  if (ids_.requestsUnderWay_++ > 0) return;
-  const Values values = ids_.InMemory();
-  SendId(request, kPcId, values.pcId);
-  SendId(request, kSessionId, values.sessionId);
-}
-
-void ContentIds::Exchange::TakeCookies(RequestHandler& request) const {
-  const std::lock_guard lock(ids_.exchangeMutex_);
-  if (generation_ != ids_.generation_) return;
+  if (!mayTakeCookies_ || IsStale()) return;
   Values values = ids_.InMemory();
-  TakeId(request, ids_.settings_, kPcId, values.pcId);
-  TakeId(request, ids_.settings_, kSessionId, values.sessionId);
+  TakeId(request_, ids_.settings_, kPcId, values.pcId);
+  TakeId(request_, ids_.settings_, kSessionId, values.sessionId);
   ids_.Set(std::move(values));
 }
 
 void ContentIds::Clear(RequestHandler& request) {
   const std::lock_guard lock(exchangeMutex_);
   ++generation_;
+  staleRequests_ += std::exchange(requestsUnderWay_, 0);
   Set({});
-  request.ClearCookie(kPcId);
-  request.ClearCookie(kSessionId);
+  PutCookies(request);
   settings_.Remove(ToUtf16(kPcId));
   settings_.Remove(ToUtf16(kSessionId));
 }
 
-void ContentIds::Load() {
-  Values values = InMemory();
-  LoadId(settings_, kPcId, values.pcId);
-  LoadId(settings_, kSessionId, values.sessionId);
-  Set(std::move(values));
+void ContentIds::PutCookies(RequestHandler& request) const {
+  const Values values = InMemory();
+  PutId(request, kPcId, values.pcId);
+  PutId(request, kSessionId, values.sessionId);
 }
 
 void ContentIds::Set(Values values) {

@@ -25,46 +25,51 @@ class ContentIds {
   /// What is in memory. Waits for nothing.
   Values InMemory() const;
 
-  /// One request's part in them. Others may be under way at the same time.
+  /// The identifiers that a request is to carry, and how often they had been cleared by then.
+  struct Loaded {
+    Values values;
+    std::uint64_t generation = 0;
+  };
+
+  /// Loads the identifiers that are not in memory.
+  Loaded Load();
+
+  /// A request under way, for as long as it lives. Others may be, too.
   class Exchange {
    public:
-    /// Loads the identifiers that are not in memory.
-    explicit Exchange(ContentIds& ids);
+    /// Puts the cookies for the request's URL in line with the identifiers. Not while another
+    /// request is under way: it has done so, and its answer may just be bringing new ones.
+    Exchange(ContentIds& ids, const Loaded& sent, RequestHandler& request);
     ~Exchange();
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    /// What the request is to say.
-    const Values& Sent() const { return sent_; }
-
-    /// Puts the cookies for the request's URL in line with the identifiers. Not while another
-    /// request is under way: it has done so, and its answer may just be bringing new ones. To be
-    /// called once; from here on this request is under way.
-    void SendCookies(RequestHandler& request);
-
-    /// Takes over the identifiers that the answer has set as cookies, into memory and settings;
-    /// unless they were cleared meanwhile.
-    void TakeCookies(RequestHandler& request) const;
+    /// Takes over the identifiers that the answer has set as cookies, into memory and settings.
+    /// Not those that may be from before a `Clear`.
+    void TakeCookies() const;
 
    private:
+    bool IsStale() const { return generation_ != ids_.generation_; }
+
     ContentIds& ids_;
-    Values sent_;
-    std::uint64_t generation_ = 0;
-    bool isUnderWay_ = false;
+    const std::uint64_t generation_;
+    RequestHandler& request_;
+    bool mayTakeCookies_ = false;
   };
 
   /// Forgets both, also among the cookies for the URL of `request`.
   void Clear(RequestHandler& request);
 
  private:
-  void Load();
   void Set(Values values);
+  void PutCookies(RequestHandler& request) const;
 
   SettingsStore& settings_;
   // Keeps settings, cookies and memory in line; guards what follows, and the setting of `values_`.
   std::mutex exchangeMutex_;
   std::uint64_t generation_ = 0;  // how often they were cleared
-  int requestsUnderWay_ = 0;
+  int requestsUnderWay_ = 0;      // since the last time
+  int staleRequests_ = 0;         // under way from before: they may bring back what was cleared
   mutable std::mutex valuesMutex_;
   Values values_;
 };

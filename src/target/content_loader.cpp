@@ -66,8 +66,15 @@ std::string ContentLoader::LoadRequest(const TargetLocationRequest& request) {
 }
 
 void ContentLoader::ClearStoredIds() {
-  RequestHandler request(transport_, "http://" + host_ + "/", std::chrono::milliseconds(0));
+  RequestHandler request(transport_, LocationsUrl(), std::chrono::milliseconds(0));
   ids_.Clear(request);
+}
+
+/// What the URLs of all requests have in common, and cookies go by.
+std::string ContentLoader::LocationsUrl() const {
+  std::string url = "http://" + host_ + "/m2/";
+  AppendUrlEscaped(ToUtf16(sources_.config.targetClientCode), url);
+  return url += "/ubox/raw";
 }
 
 /// A stored value that cannot be read costs the parameter, not the content.
@@ -85,13 +92,13 @@ std::string ContentLoader::Fetch(const TargetLocationRequest& request) {
     throw PlatformError(kHttpBadUrl, "the client code makes no host name");
   }
   AddLifetimeValue();
-  ContentIds::Exchange exchange(ids_);
-  const std::string url = BuildUrl(request, exchange.Sent());
+  const ContentIds::Loaded ids = ids_.Load();
+  const std::string url = BuildUrl(request, ids.values);
   RequestHandler handler(transport_, url, std::chrono::seconds(sources_.config.targetTimeout));
-  exchange.SendCookies(handler);
+  const ContentIds::Exchange exchange(ids_, ids, handler);
   LogDebug("Target - LocationRequest (%s) loading URL: %s", request.Name, url);
   std::string body = handler.GetStringAsync().Get();
-  exchange.TakeCookies(handler);
+  exchange.TakeCookies();
   if (body.empty()) {
     LogDebug("Target - LocationRequest (%s) response was empty", request.Name);
   } else {
@@ -102,9 +109,7 @@ std::string ContentLoader::Fetch(const TargetLocationRequest& request) {
 
 std::string ContentLoader::BuildUrl(const TargetLocationRequest& request,
                                     const ContentIds::Values& ids) {
-  std::string url = "http://" + host_ + "/m2/";
-  AppendUrlEscaped(ToUtf16(sources_.config.targetClientCode), url);
-  url += "/ubox/raw?mboxContentType=text%2Fplain%3Bcharset%3Dutf-8&t=";
+  std::string url = LocationsUrl() + "?mboxContentType=text%2Fplain%3Bcharset%3Dutf-8&t=";
   url += std::to_string(sources_.clock.UnixSeconds());
   if (!ids.pcId.empty() && !ids.sessionId.empty()) {
     url.append("&mboxXDomain=disabled&mboxSession=").append(ids.sessionId);

@@ -43,6 +43,7 @@ class ContentLoader {
   void ClearStoredIds();
 
  private:
+  std::string LocationsUrl() const;
   void AddLifetimeValue();
   std::string Fetch(const TargetLocationRequest& request);
   std::string BuildUrl(const TargetLocationRequest& request, const ContentIds::Values& ids);

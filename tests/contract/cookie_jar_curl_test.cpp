@@ -291,6 +291,28 @@ TEST_F(CookieJarCurlTest, SavesByItselfWhatChangesOneAfterTheOther) {
   EXPECT_EQ(disk->GetCounts().replaces, 2);
 }
 
+TEST_F(CookieJarCurlTest, SavesAtOnceForWhoeverWaits) {
+  Restart();
+  for (const std::string name : {"first", "second"}) {
+    transport->SetCookie(Url("127.0.0.1"), name, "1");
+    EXPECT_TRUE(transport->WaitUntilSaved(std::chrono::seconds(10)));
+    EXPECT_NE(disk->Contents("cookies.txt").value_or("").find("\t" + name), std::string::npos);
+  }
+  EXPECT_TRUE(transport->WaitUntilSaved(std::chrono::milliseconds(0)));
+}
+
+TEST_F(CookieJarCurlTest, KeepsSoManyCookiesAndThoseThatLastLongest) {
+  Restart();
+  LetServerSet("127.0.0.1", "brief=1; Max-Age=1000");
+  for (int i = 0; i < 200; ++i) {
+    transport->SetCookie(Url("127.0.0.1"), "n" + std::to_string(i), "1");
+  }
+  EXPECT_TRUE(transport->WaitUntilSaved(std::chrono::seconds(10)));
+  EXPECT_EQ(transport->GetCookie(Url("127.0.0.1"), "brief"), "");
+  EXPECT_EQ(transport->GetCookie(Url("127.0.0.1"), "n0"), "1");
+  EXPECT_EQ(disk->Contents("cookies.txt").value_or("").find("brief"), std::string::npos);
+}
+
 TEST_F(CookieJarCurlTest, WritesManyChangesTogetherAndUnchangedCookiesNotAtAll) {
   const auto change = [this](int count) {
     Restart();

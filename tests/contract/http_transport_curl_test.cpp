@@ -211,6 +211,14 @@ TEST_F(HttpTransportCurlTest, PublicHostsOnlyStaysAwayFromThisMachine) {
   EXPECT_EQ(server.Heads().size(), 2U);
 }
 
+TEST_F(HttpTransportCurlTest, TakesNoServerBehindAProxyForNearBy) {
+  RawServer server([](const std::string&) { return Reply{RawServer::Answer("200 OK")}; });
+  const ScopedVariable everyHost("no_proxy", "");
+  const ScopedVariable proxy("http_proxy", server.Url().c_str());
+  EXPECT_TRUE(Fetch(transport, {"http://public.example/", {}, kLong}).peerIsPublic);
+  EXPECT_FALSE(Get(server).peerIsPublic);
+}
+
 TEST_F(HttpTransportCurlTest, PublicHostsOnlyHoldsAfterARedirectToo) {
   RawServer server([](const std::string&) { return Reply{Redirect("302 Moved", "/again")}; });
   HttpTransferCurl transfer("");

@@ -41,6 +41,7 @@ class FakeHttpTransport : public HttpTransport {
                  const std::string& value) override;
   void ClearCookie(const std::string& url, const std::string& name) override;
   std::string GetCookie(const std::string& url, const std::string& name) override;
+  bool WaitUntilSaved(std::chrono::milliseconds) override { return true; }
 
   // The script, one line for each request to come.
   void ScriptAnswer(std::int32_t status, std::string body = {});

@@ -123,6 +123,19 @@ TEST_F(HitRoadTest, TakesA307WithoutLocationAsSuccess) {
   EXPECT_EQ(app_.Server().Requests(Collector::RequestKind::Hit).size(), 1U);
 }
 
+TEST_F(HitRoadTest, KeepsTheHitUnderWayAndThoseBehindItWhenTheProcessEnds) {
+  Start(kOnline);
+  app_.Server().PushFaults({{.kind = Collector::Fault::Kind::Silence, .times = 0}});
+  for (const char* page : {"1", "2", "3"}) Analytics::TrackState(page);
+  ASSERT_TRUE(app_.Server().WaitForRequests(Collector::RequestKind::Hit, 1, 10s));
+  EXPECT_EQ(app_.QueueSize(), 3);
+  app_.Stop();
+  app_.Server().ClearFaults();
+  Start(kOnline);
+  Analytics::TrackState("4");
+  ASSERT_TRUE(app_.WaitForHits(4));
+}
+
 TEST_F(HitRoadTest, SendsWhatAnEarlierProcessQueuedAndRepairsItsTimestamps) {
   app_.Start(kUnknown);
   for (const char* page : {"1", "2", "3"}) Analytics::TrackState(page);

@@ -238,5 +238,15 @@ TEST_F(SegmentsAndContentTest, ASilentServerCostsItsOwnTimeAndDelaysNoHit) {
   EXPECT_EQ(load.Get(), "default");
 }
 
+TEST_F(SegmentsAndContentTest, EndsInTheMiddleOfManyCalls) {
+  app_.Server().PushFaults(
+      {{.kind = Fault::Kind::Silence, .times = 0, .server = Fault::Server::Destination}});
+  app_.Start(kAnalytics, kBoth);
+  for (int i = 0; i < 10; ++i) AudienceManager::SignalWithData({{"color", "red"}}).Get();
+  ASSERT_TRUE(app_.Server().WaitForRequests(RequestKind::Destination, 8, 10s));
+  app_.Stop();
+  EXPECT_EQ(app_.Server().RequestCount(RequestKind::Destination), 8U);  // and no more side by side
+}
+
 }  // namespace
 }  // namespace Veltro::Internal

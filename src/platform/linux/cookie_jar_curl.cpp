@@ -20,6 +20,7 @@ constexpr std::string_view kFileHead = "# Netscape HTTP Cookie File\n";
 constexpr std::int64_t kNever = 253402300799;  // the end of the year 9999
 constexpr std::int64_t kLongAgo = 1;           // 0 would make it a cookie without an expiry
 constexpr std::chrono::seconds kPauseBetweenSaves(1);
+constexpr std::ptrdiff_t kMaxCookies = 200;
 
 bool IsVisibleWithout(std::string_view text, std::string_view excluded) {
   return std::all_of(text.begin(), text.end(), [&](char character) {
@@ -108,6 +109,13 @@ void CookieJarCurl::SaveSoon() {
   if (problem) Report(*problem);
 }
 
+bool CookieJarCurl::WaitUntilSaved(std::chrono::milliseconds timeout) {
+  std::unique_lock lock(mutex_);
+  isUrgent_ = hasChanged_;
+  changed_.notify_one();
+  return saved_.wait_for(lock, timeout, [this] { return !hasChanged_ && !isSaving_; });
+}
+
 void CookieJarCurl::OnLock(CURL*, curl_lock_data data, curl_lock_access, void* mutexes) {
   (*static_cast<Mutexes*>(mutexes))[data].lock();
 }
@@ -187,11 +195,24 @@ std::vector<CookieLine> CookieJarCurl::CookiesFor(const std::string& url, const 
   return cookies;
 }
 
+void CookieJarCurl::Trim(std::vector<CookieLine>& cookies) {
+  if (cookies.size() <= kMaxCookies) return;
+  std::stable_sort(cookies.begin(), cookies.end(),
+                   [](const CookieLine& a, const CookieLine& b) { return a.expires > b.expires; });
+  for (auto excess = cookies.begin() + kMaxCookies; excess != cookies.end(); ++excess) {
+    excess->expires = kLongAgo;
+    Put(*excess);
+  }
+  cookies.resize(kMaxCookies);
+}
+
 /// What the file is to hold.
 std::string CookieJarCurl::Text() {
   std::lock_guard lock(mutex_);
+  std::vector<CookieLine> cookies = Cookies();
+  Trim(cookies);
   std::string text(kFileHead);
-  for (const CookieLine& cookie : Cookies()) {
+  for (const CookieLine& cookie : cookies) {
     if (cookie.expires != 0) text += FormatCookieLine(cookie) + '\n';
   }
   return text;
@@ -203,13 +224,16 @@ void CookieJarCurl::RunSaver() {
   std::unique_lock lock(mutex_);
   while (true) {
     changed_.wait(lock, [this] { return hasChanged_ || isEnding_; });
-    changed_.wait_until(lock, nextSave, [this] { return isEnding_; });
+    changed_.wait_until(lock, nextSave, [this] { return isUrgent_ || isEnding_; });
     if (isEnding_) return;
-    hasChanged_ = false;
+    hasChanged_ = isUrgent_ = false;
+    isSaving_ = true;
     lock.unlock();
     Save();
     nextSave = std::chrono::steady_clock::now() + kPauseBetweenSaves;
     lock.lock();
+    isSaving_ = false;
+    saved_.notify_all();
   }
 }
 

@@ -26,6 +26,9 @@ namespace Veltro::Internal {
 /// Safe to use from any thread. Saving is the work of a thread of its own, started with the first
 /// change: changes that come while it writes, or within the second after, are written together, and
 /// a text that is in the file already is not written again. Dropping the jar saves what is not.
+///
+/// The jar keeps 200 cookies; when servers set more, those that end soonest go with the next
+/// saving.
 class CookieJarCurl {
  public:
   /// `onProblem` gets one UTF-8 text when cookies cannot be loaded or saved, once for all such
@@ -49,6 +52,9 @@ class CookieJarCurl {
   /// Has the cookies saved soon. Call after an answer that set some.
   void SaveSoon();
 
+  /// Has unsaved cookies saved at once. Whether that is done, or has been tried, within `timeout`.
+  bool WaitUntilSaved(std::chrono::milliseconds timeout);
+
  private:
   struct ShareCleanup {
     void operator()(CURLSH* share) const { curl_share_cleanup(share); }
@@ -67,6 +73,7 @@ class CookieJarCurl {
   void Put(const CookieLine& cookie);
   std::vector<CookieLine> Cookies();
   std::vector<CookieLine> CookiesFor(const std::string& url, const std::string& name);
+  void Trim(std::vector<CookieLine>& cookies);
   std::string Text();
   void RunSaver();
   void Save();
@@ -83,8 +90,11 @@ class CookieJarCurl {
   std::mutex mutex_;                         // never held during file access
   std::unique_ptr<CURL, EasyCleanup> easy_;  // reaches the store; of who holds the lock
   bool hasChanged_ = false;
+  bool isUrgent_ = false;  // who waits for the saving does not wait for the pause between two
+  bool isSaving_ = false;
   bool isEnding_ = false;
   std::condition_variable changed_;
+  std::condition_variable saved_;
   std::thread saver_;
 
   std::string savedText_;  // what the file holds; of who saves

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/linux/cookie_line.h"
+#include "platform/linux/device_facts_linux.h"
 #include "platform/linux/environment.h"
 #include "platform/linux/public_address.h"
 #include "platform/platform_error.h"
@@ -45,6 +47,13 @@ bool IsRedirectStatus(std::int32_t status) {
 curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) {
   if (!IsPublicAddress(address->addr)) return CURL_SOCKET_BAD;
   return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+bool MayUseProxy() {
+  constexpr std::array kVariables = {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy",
+                                     "ALL_PROXY"};
+  return std::any_of(kVariables.begin(), kVariables.end(),
+                     [](const char* name) { return EnvironmentVariable(name).has_value(); });
 }
 
 bool CanBeParsed(const std::string& url) {
@@ -172,10 +181,17 @@ void HttpTransferCurl::SetAddressRule() {
   curl_easy_setopt(Easy(), CURLOPT_FORBID_REUSE, isRestricted);
 }
 
+/// The address may be that of a proxy, which says nothing of the server: then only a host whose
+/// name alone tells that it is near by is taken for such.
 bool HttpTransferCurl::IsPeerPublic() const {
   const char* address = nullptr;
+  const char* url = nullptr;
   curl_easy_getinfo(Easy(), CURLINFO_PRIMARY_IP, &address);
-  return address != nullptr && IsPublicAddress(address);
+  curl_easy_getinfo(Easy(), CURLINFO_EFFECTIVE_URL, &url);
+  if (address == nullptr || url == nullptr || IsPublicAddress(address)) return true;
+  if (!MayUseProxy()) return false;
+  const auto target = CookieTargetOf(url);
+  return !target || (target->host != address && !IsLoopbackHost(target->host));
 }
 
 milliseconds HttpTransferCurl::TimeLeft() const {

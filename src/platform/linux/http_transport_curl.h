@@ -40,6 +40,9 @@ class HttpTransportCurl : public HttpTransport {
                  const std::string& value) override;
   void ClearCookie(const std::string& url, const std::string& name) override;
   std::string GetCookie(const std::string& url, const std::string& name) override;
+  bool WaitUntilSaved(std::chrono::milliseconds timeout) override {
+    return cookies_.WaitUntilSaved(timeout);
+  }
 
  private:
   struct MultiCleanup {

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <latch>
-#include <memory>
+#include <mutex>
 #include <stdexcept>
 
 #include "support/log_capture.h"
@@ -15,16 +16,21 @@ namespace {
 
 TEST(ThreadPool, RunsItemsSideBySideUpToItsLimit) {
   constexpr int kLimit = 4;
-  std::atomic<int> running = 0;
-  std::atomic<int> most = 0;
-  std::atomic<int> done = 0;
+  std::mutex mutex;
+  int running = 0;
+  int most = 0;
+  int done = 0;
   std::latch allBusy(kLimit);
   {
     ThreadPool pool(kLimit);
     for (int i = 0; i < 3 * kLimit; ++i) {
       pool.Post([&, i] {
-        most = std::max<int>(most, ++running);
+        {
+          const std::lock_guard lock(mutex);
+          most = std::max(most, ++running);
+        }
         if (i < kLimit) allBusy.arrive_and_wait();  // never ends with fewer threads
+        const std::lock_guard lock(mutex);
         --running;
         ++done;
       });

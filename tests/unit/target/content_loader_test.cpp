@@ -106,9 +106,15 @@ TEST_F(ContentLoaderTest, LeavesTheCookiesToARequestThatIsUnderWay) {
   std::thread second = onItsWay(3);
   loader_->ClearStoredIds();
   fakes_.httpTransport.SetCookie("http://shop.example/", "mboxPC", "late");
+  Answer("", "mixed", "");
+  Load();
+  EXPECT_EQ(Ids(), "/") << "nobody knows whose cookie that is";
   fakes_.httpTransport.AnswerPending(200);
   second.join();
-  EXPECT_EQ(Ids(), "/") << "cleared while the request was under way";
+  EXPECT_EQ(Ids() + Cookie("mboxPC"), "/") << "cleared while the request was under way";
+  Answer("", "newest", "");
+  Load();
+  EXPECT_EQ(Ids(), "newest/");
 }
 
 TEST_F(ContentLoaderTest, YieldsTheDefaultContentWhenAnythingFails) {
