@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <new>
 #include <system_error>
 #include <utility>
 
@@ -138,7 +137,7 @@ void CookieJarCurl::MakeStore() {
   std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
   share_.reset(curl_share_init());
   easy_.reset(curl_easy_init());
-  if (!share_ || !easy_) throw std::bad_alloc();
+  if (!share_ || !easy_) throw PlatformError(kHttpUnknownError, "libcurl cannot start");
   curl_share_setopt(share_.get(), CURLSHOPT_LOCKFUNC, &OnLock);
   curl_share_setopt(share_.get(), CURLSHOPT_UNLOCKFUNC, &OnUnlock);
   curl_share_setopt(share_.get(), CURLSHOPT_USERDATA, &shareMutexes_);
