@@ -86,8 +86,8 @@ std::int32_t TestApplication::QueueSize() {
   return Analytics::GetTrackingQueueSize();
 }
 
-std::string TestApplication::QueueFile() const {
-  std::ifstream file(folder_.Path() / "data/VeltroDataCache.json", std::ios::binary);
+std::string TestApplication::DataFile(std::string_view name) const {
+  std::ifstream file(folder_.Path() / "data" / name, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 

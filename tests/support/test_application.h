@@ -37,8 +37,9 @@ class TestApplication {
   /// The number of queued hits once all earlier calls have taken effect.
   std::int32_t QueueSize();
 
-  /// The queue file's text.
-  std::string QueueFile() const;
+  /// The text of a file in the data folder; of the queue's.
+  std::string DataFile(std::string_view name) const;
+  std::string QueueFile() const { return DataFile("VeltroDataCache.json"); }
   void PutQueueFile(std::string_view text) const;
 
   /// Replaces the data folder by a file, so that nothing can be written.

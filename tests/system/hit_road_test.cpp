@@ -124,11 +124,20 @@ TEST_F(HitRoadTest, TakesA307WithoutLocationAsSuccess) {
 }
 
 TEST_F(HitRoadTest, KeepsTheHitUnderWayAndThoseBehindItWhenTheProcessEnds) {
-  Start(kOnline);
+  app_.Start(kOnline, R"(,"target":{"clientCode":"shop","timeout":60})");
+  Analytics::GetAnalyticsId().Get();
   app_.Server().PushFaults({{.kind = Collector::Fault::Kind::Silence, .times = 0}});
   for (const char* page : {"1", "2", "3"}) Analytics::TrackState(page);
   ASSERT_TRUE(app_.Server().WaitForRequests(Collector::RequestKind::Hit, 1, 10s));
   EXPECT_EQ(app_.QueueSize(), 3);
+  app_.Server().PushFaults({{.kind = Collector::Fault::Kind::Silence,
+                             .times = 0,
+                             .server = Collector::Fault::Server::Content}});
+  Target::LoadRequest({"home", "", {}}).Completed([this](const std::string&) {
+    // Keeps the process from ending for long enough to see another hit being sent.
+    app_.Server().WaitForRequests(Collector::RequestKind::Hit, 2, 300ms);
+  });
+  ASSERT_TRUE(app_.Server().WaitForRequests(Collector::RequestKind::Content, 1, 10s));
   app_.Stop();
   app_.Server().ClearFaults();
   Start(kOnline);

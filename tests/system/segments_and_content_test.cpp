@@ -151,6 +151,12 @@ TEST_F(SegmentsAndContentTest, AsksForContentInOneExactLine) {
   Load({"home", "", {}});
   EXPECT_EQ(LastLine(RequestKind::Content).find("mboxPC"), std::string::npos);
   EXPECT_EQ(LastCookies(), "");
+
+  EXPECT_EQ(Host::Flush(10s), Host::FlushResult::Done);
+  EXPECT_NE(app_.DataFile("cookies.txt").find("pc.1"), std::string::npos);
+  Target::ClearStoredIds();
+  EXPECT_EQ(Host::Flush(10s), Host::FlushResult::Done);
+  EXPECT_EQ(app_.DataFile("cookies.txt").find("pc.1"), std::string::npos);
 }
 
 TEST_F(SegmentsAndContentTest, SignalsTheDataOfALaunch) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/utf.h"
@@ -162,6 +163,31 @@ TEST_F(SkaipraTest, CallsEachDestinationByItself) {
         "uri parameter could not be resolved.)"}) {
     EXPECT_EQ(log_.Count(line), 1) << line;
   }
+}
+
+TEST_F(SkaipraTest, CallsNoDestinationAfterAnOptOut) {
+  {
+    Process process(fakes_, config_);
+    fakes_.httpTransport.ScriptPending();
+    std::thread signal([&] { process.skaipra.SignalWithData({}); });
+    EXPECT_TRUE(fakes_.httpTransport.WaitForRequests(1));
+    process.privacy.Set(VeltroPrivacyStatus::OptOut);
+    fakes_.httpTransport.AnswerPending(200, R"({"dests":[{"c":"http://d.example/"}]})");
+    signal.join();
+  }
+  EXPECT_EQ(fakes_.httpTransport.RequestCount(), 1U);
+}
+
+TEST_F(SkaipraTest, LeavesOutDestinationsWhenTooManyAreWaiting) {
+  std::string body = "{\"dests\":[";
+  for (int i = 0; i < 2000; ++i) body += "{\"c\":\"http://d.example/\"},";
+  body.back() = ']';
+  Process process(fakes_, config_);
+  fakes_.httpTransport.ScriptAnswer(200, body + "}");
+  for (int i = 0; i < 8; ++i) fakes_.httpTransport.ScriptPending();
+  process.skaipra.SignalWithData({});
+  EXPECT_EQ(log_.Count("Skaipra - Failed to forward the dest (too many are waiting)"), 1);
+  fakes_.httpTransport.Stop();
 }
 
 TEST_F(SkaipraTest, RefusesServersThatAreNoHost) {
