@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/http_transport.h"
 #include "platform/linux/registrable_domain.h"
 #include "platform/linux/thread_signals.h"
 #include "platform/platform_error.h"
