@@ -67,8 +67,8 @@ TEST_F(ServersTest, AnswersEventsByTheRulesThatApply) {
 }
 
 TEST_F(ServersTest, AnswersContentRequestsAndChecksTheirIds) {
-  const std::string pc = "mboxPC=P; Path=/; Max-Age=1209600|";
-  const std::string session = "mboxSession=S; Path=/; Max-Age=1800|";
+  const std::string pc = "mboxPC=P; Max-Age=1209600|";
+  const std::string session = "mboxSession=S; Max-Age=1800|";
   struct Row {
     const char* name;
     std::string query, cookies, answer, set;
