@@ -5,8 +5,8 @@
 namespace Veltro::Collector {
 namespace {
 
-// How long the client is to keep the cookies: two weeks, half an hour. They have no path, so they go
-// with content requests only.
+// How long the client is to keep the cookies: two weeks, half an hour. They have no path, so they
+// go with content requests only.
 constexpr const char* kPcAttributes = "; Max-Age=1209600";
 constexpr const char* kSessionAttributes = "; Max-Age=1800";
 
