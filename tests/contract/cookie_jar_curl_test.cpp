@@ -328,12 +328,12 @@ TEST_F(CookieJarCurlTest, WritesManyChangesTogetherAndUnchangedCookiesNotAtAll) 
     return disk->GetCounts().replaces;
   };
   const auto start = std::chrono::steady_clock::now();
-  const int writes = change(300);
+  const int writes = change(150);
   const auto seconds =
       std::chrono::floor<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
   EXPECT_GE(writes, 1);
   EXPECT_LE(writes, 2 + seconds);
-  EXPECT_EQ(change(300), 0);
+  EXPECT_EQ(change(150), 0);
   EXPECT_TRUE(problems.empty());
 }
 

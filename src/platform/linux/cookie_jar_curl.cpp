@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <numeric>
 #include <system_error>
 #include <utility>
 
@@ -20,7 +21,7 @@ constexpr std::string_view kFileHead = "# Netscape HTTP Cookie File\n";
 constexpr std::int64_t kNever = 253402300799;  // the end of the year 9999
 constexpr std::int64_t kLongAgo = 1;           // 0 would make it a cookie without an expiry
 constexpr std::chrono::seconds kPauseBetweenSaves(1);
-constexpr std::ptrdiff_t kMaxCookies = 200;
+constexpr std::size_t kMaxCookies = 200;
 
 bool IsVisibleWithout(std::string_view text, std::string_view excluded) {
   return std::all_of(text.begin(), text.end(), [&](char character) {
@@ -195,15 +196,19 @@ std::vector<CookieLine> CookieJarCurl::CookiesFor(const std::string& url, const 
   return cookies;
 }
 
+/// Ends the cookies that are too many, those first that would end soonest.
 void CookieJarCurl::Trim(std::vector<CookieLine>& cookies) {
   if (cookies.size() <= kMaxCookies) return;
-  std::stable_sort(cookies.begin(), cookies.end(),
-                   [](const CookieLine& a, const CookieLine& b) { return a.expires > b.expires; });
-  for (auto excess = cookies.begin() + kMaxCookies; excess != cookies.end(); ++excess) {
-    excess->expires = kLongAgo;
-    Put(*excess);
+  std::vector<std::size_t> order(cookies.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+    return cookies[left].expires < cookies[right].expires;
+  });
+  order.resize(cookies.size() - kMaxCookies);
+  for (const std::size_t excess : order) {
+    cookies[excess].expires = kLongAgo;
+    Put(cookies[excess]);
   }
-  cookies.resize(kMaxCookies);
 }
 
 /// What the file is to hold.
@@ -213,7 +218,7 @@ std::string CookieJarCurl::Text() {
   Trim(cookies);
   std::string text(kFileHead);
   for (const CookieLine& cookie : cookies) {
-    if (cookie.expires != 0) text += FormatCookieLine(cookie) + '\n';
+    if (cookie.expires > kLongAgo) text += FormatCookieLine(cookie) + '\n';
   }
   return text;
 }
