@@ -105,6 +105,10 @@ TEST_F(SegmentsAndContentTest, KeepsTheProfileAndCallsTheDestinations) {
   EXPECT_EQ(AudienceManager::SignalWithData({{"color", "red"}}).Get(), red);
   EXPECT_TRUE(app_.Server().WaitForRequests(RequestKind::Destination, 2, 10s));
   app_.Start(kAnalytics, kBoth);
+  StringMap stored;  // asked for by work on the shared queue, for which it must not wait
+  Runtime::Peek()->SharedQueue().Post([&] { stored = Runtime::Peek()->StoredProfile(10s); });
+  EXPECT_EQ(app_.QueueSize(), 0);
+  EXPECT_EQ(stored, (StringMap{{u"likes", u"red"}, {u"visitor", u"yes"}}));
   EXPECT_EQ(AudienceManager::GetVisitorProfile(), red);
   EXPECT_EQ(AudienceManager::SignalWithData({}).Get(), (Profile{{"visitor", "yes"}}));
   EXPECT_EQ(AudienceManager::GetVisitorProfile(), (Profile{{"visitor", "yes"}}));
