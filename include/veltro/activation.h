@@ -16,6 +16,7 @@
 #include "veltro/activation/basics.h"
 #include "veltro/activation/collections.h"
 #include "veltro/activation/config.h"
+#include "veltro/activation/media.h"
 #include "veltro/activation/objects.h"
 #include "veltro/activation/strings.h"
 #include "veltro/activation/target.h"
@@ -25,9 +26,9 @@
 extern "C" {
 
 /// A new reference to the factory of the class `className`; kClassNotRegistered and null for a name
-/// that is none of these. That of "Veltro.Analytics", "Veltro.AudienceManager", "Veltro.Config" and
-/// "Veltro.Target" also is the class's statics interface and makes no instances; that of
-/// "Veltro.TargetLocationRequest" makes empty requests.
+/// that is none of these. That of "Veltro.Analytics", "Veltro.AudienceManager", "Veltro.Config",
+/// "Veltro.Media" and "Veltro.Target" also is the class's statics interface and makes no instances;
+/// that of "Veltro.MediaSettings" and "Veltro.TargetLocationRequest" makes fresh ones.
 VELTRO_EXPORT Veltro::Abi::HRESULT DllGetActivationFactory(
     Veltro::Abi::HSTRING className, Veltro::Abi::IActivationFactory** factory) noexcept;
 

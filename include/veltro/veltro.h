@@ -6,4 +6,5 @@
 #include "veltro/audience_manager.h"
 #include "veltro/config.h"
 #include "veltro/host.h"
+#include "veltro/media.h"
 #include "veltro/target.h"

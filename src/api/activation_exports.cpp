@@ -18,6 +18,8 @@ constexpr ActivatableClass kClasses[] = {
     {u"Veltro.Analytics", MakeAnalyticsFactory},
     {u"Veltro.AudienceManager", MakeAudienceManagerFactory},
     {u"Veltro.Config", MakeConfigFactory},
+    {u"Veltro.Media", MakeMediaFactory},
+    {u"Veltro.MediaSettings", MakeMediaSettingsFactory},
     {u"Veltro.Target", MakeTargetFactory},
     {u"Veltro.TargetLocationRequest", MakeTargetLocationRequestFactory},
 };

@@ -23,6 +23,8 @@ class StaticsFactory : public ActivationObject<Abi::IActivationFactory, Statics>
 Abi::IActivationFactory* MakeAnalyticsFactory();
 Abi::IActivationFactory* MakeAudienceManagerFactory();
 Abi::IActivationFactory* MakeConfigFactory();
+Abi::IActivationFactory* MakeMediaFactory();
+Abi::IActivationFactory* MakeMediaSettingsFactory();
 Abi::IActivationFactory* MakeTargetFactory();
 Abi::IActivationFactory* MakeTargetLocationRequestFactory();
 

@@ -124,6 +124,27 @@ void PostClearStoredIds() {
   runtime.SharedQueue().Post([&runtime] { runtime.GetContentLoader().ClearStoredIds(); });
 }
 
+void PostMediaReport(MediaEvent event, std::u16string name, double offset) {
+  Runtime::Current().PostMedia([event, name = std::move(name), offset](MediaTracker& media) {
+    media.Report(event, name, offset);
+  });
+}
+
+void PostMediaTrack(std::u16string name, StringMap data) {
+  Runtime::Current().PostMedia([name = std::move(name), data = std::move(data)](
+                                   MediaTracker& media) { media.Track(name, data); });
+}
+
+void OpenMedia(const MediaSettings& settings) {
+  Runtime& runtime = Runtime::Current();
+  if (runtime.MayMeasureMedia()) runtime.GetMedia().Open(settings);
+}
+
+void CloseMedia(std::u16string_view name) {
+  Runtime& runtime = Runtime::Current();
+  if (runtime.MayMeasureMedia()) runtime.GetMedia().Close(name);
+}
+
 AsyncOperation<std::optional<AudienceManager::Profile>> Signal(StringMap traits) {
   using Result = std::optional<AudienceManager::Profile>;
   return BeginOperation(Result(std::in_place), [&](Runtime& current, const auto& answer) {

@@ -6,8 +6,10 @@
 
 #include "analytics/location.h"
 #include "base/string_map.h"
+#include "media/playback.h"
 #include "veltro/async_operation.h"
 #include "veltro/audience_manager.h"
+#include "veltro/media_settings.h"
 #include "veltro/privacy_status.h"
 #include "veltro/target_location_request.h"
 
@@ -32,6 +34,14 @@ void PostLifecyclePause();
 void PostUserIdentifier(std::u16string identifier);
 void PostDpidAndDpuuid(std::u16string dpid, std::u16string dpuuid);
 void PostClearStoredIds();
+
+/// These post to the media queue instead.
+void PostMediaReport(MediaEvent event, std::u16string name, double offset);
+void PostMediaTrack(std::u16string name, StringMap data);
+
+/// These take effect before they return.
+void OpenMedia(const MediaSettings& settings);
+void CloseMedia(std::u16string_view name);
 
 /// These wait for an answer, for a short while.
 std::int32_t TrackingQueueSize();

@@ -156,9 +156,23 @@ ContentLoader& Runtime::GetContentLoader() {
   });
 }
 
+MediaTracker& Runtime::GetMedia() {
+  return media_.Get([this] {
+    return MediaTracker(*platform_.clock,
+                        [this](auto data, auto time) { OnMedia(std::move(data), time); });
+  });
+}
+
+bool Runtime::MayMeasureMedia() {
+  if (const Configuration* config = configuration_.Peek()) return CheckAnalyticsConfigured(*config);
+  mediaQueue_.Post([this] { CheckAnalyticsConfigured(GetConfiguration()); });
+  return true;
+}
+
 std::size_t Runtime::QueuedHitCount(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
-  RunOnSharedQueue([this] { GetHitQueue(); }, timeout);
+  WaitForMedia(timeout);
+  RunOnSharedQueue([this] { GetHitQueue(); }, deadline.Remaining());
   HitQueue* const queue = hitQueue_.Peek();
   return queue == nullptr ? 0 : queue->QueuedHitCount(deadline.Remaining());
 }
@@ -219,7 +233,7 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
 
 bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
-  if (!sharedQueue_.WaitUntilDone(timeout)) return false;
+  if (!WaitForMedia(timeout) || !sharedQueue_.WaitUntilDone(deadline.Remaining())) return false;
   HitQueue* const queue = hitQueue_.Peek();
   const bool hitsSaved = queue == nullptr || queue->WaitUntilSaved(deadline.Remaining());
   TimedActionTable* const actions = timedActions_.Peek();
@@ -232,6 +246,11 @@ bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
 void Runtime::RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout) {
   sharedQueue_.Post(std::move(item));
   sharedQueue_.WaitUntilDone(timeout);
+}
+
+/// Whether all that was reported of media is on the shared queue.
+bool Runtime::WaitForMedia(std::chrono::milliseconds timeout) {
+  return media_.Peek() == nullptr || mediaQueue_.WaitUntilDone(timeout);
 }
 
 /// Where the analytics identifier is asked for, while data may leave the device.
@@ -253,6 +272,18 @@ void Runtime::OnLaunch(StringMap data, std::int32_t timestamp) {
 
 void Runtime::OnSignal(StringMap traits) {
   signals_.Post([this, traits = std::move(traits)] { GetSkaipra().SignalWithData(traits); });
+}
+
+void Runtime::OnMedia(StringMap data, std::int32_t timestamp) {
+  PostTracking([data = std::move(data), timestamp](Runtime& runtime) mutable {
+    runtime.GetTracker().TrackInternalAction(u"Media", std::move(data), timestamp);
+  });
+}
+
+std::chrono::milliseconds Runtime::MonitorMedia() {
+  std::chrono::milliseconds next = std::chrono::seconds(1);
+  RunWorkItem([&] { next = GetMedia().Monitor(); });
+  return next;
 }
 
 /// The sender first: to it a request that the transport cancels has timed out.

@@ -24,6 +24,7 @@
 #include "core/thread_pool.h"
 #include "core/work_queue.h"
 #include "lifecycle/lifecycle.h"
+#include "media/media_tracker.h"
 #include "platform/platform.h"
 #include "target/content_loader.h"
 #include "target/persistent_parameters.h"
@@ -71,6 +72,7 @@ class Runtime {
   DestinationForwarder& GetDestinationForwarder();
   Skaipra& GetSkaipra();
   ContentLoader& GetContentLoader();
+  MediaTracker& GetMedia();
   LastLifecycleData& GetLastLifecycleData() { return lastLifecycleData_; }
   PersistentParameters& GetPersistentParameters() { return persistentParameters_; }
 
@@ -79,6 +81,18 @@ class Runtime {
   void PostTracking(Track track) {
     sharedQueue_.Post([this, track = std::move(track)]() mutable {
       if (MayTrack(GetConfiguration(), GetPrivacy())) track(*this);
+    });
+  }
+
+  /// Whether media may be opened and closed: whether Analytics is configured. Says yes while that
+  /// is not known yet, which is not waited for.
+  bool MayMeasureMedia();
+
+  /// Runs `report(media)` on the media queue, provided that Analytics is configured.
+  template <class Report>
+  void PostMedia(Report report) {
+    mediaQueue_.Post([this, report = std::move(report)] {
+      if (CheckAnalyticsConfigured(GetConfiguration())) report(GetMedia());
     });
   }
 
@@ -147,10 +161,13 @@ class Runtime {
   }
 
   void RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout);
+  bool WaitForMedia(std::chrono::milliseconds timeout);
   std::optional<std::string> IdentifierUrl();
   void OnPrivacySet(VeltroPrivacyStatus status);
   void OnLaunch(StringMap data, std::int32_t timestamp);
   void OnSignal(StringMap traits);
+  void OnMedia(StringMap data, std::int32_t timestamp);
+  std::chrono::milliseconds MonitorMedia();
   void StopNetwork();
 
   // In the order of need: each object uses only those above it, and goes down before them.
@@ -177,6 +194,8 @@ class Runtime {
   ThreadPool contentRequests_{kMaxRequests};
   const NetworkStop networkStop_{*this};
   WorkQueue sharedQueue_;
+  Lazy<MediaTracker> media_;
+  WorkQueue mediaQueue_{[this] { return MonitorMedia(); }};
 };
 
 }  // namespace Veltro::Internal

@@ -51,6 +51,7 @@ std::errc ReadNumber(std::u16string_view text, Number& number) {
 
 template std::errc ReadNumber(std::u16string_view, float&);
 template std::errc ReadNumber(std::u16string_view, double&);
+template std::errc ReadNumber(std::u16string_view, std::int32_t&);
 
 std::int32_t TruncateToInt32(double value) {
   using Limits = std::numeric_limits<std::int32_t>;

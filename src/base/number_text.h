@@ -19,7 +19,7 @@ std::u16string ShortestText(float value);
 /// Reads the number that `text` begins with, behind white space and whatever may follow it, in
 /// decimal and independent of the locale. Returns `std::errc::invalid_argument` when there is none
 /// and `std::errc::result_out_of_range` when it is too large or too small for `Number`, which is
-/// `float` or `double`; `number` is left as it was then.
+/// `float`, `double` or `std::int32_t`; `number` is left as it was then.
 template <class Number>
 std::errc ReadNumber(std::u16string_view text, Number& number);
 

@@ -120,6 +120,12 @@ void LoadInto(Configuration& config, Package& package, SettingsStore& settings) 
 
 }  // namespace
 
+bool CheckAnalyticsConfigured(const Configuration& config) {
+  if (config.IsAnalyticsConfigured()) return true;
+  LogWarning("Analytics - Your config file is not set up to use Analytics");
+  return false;
+}
+
 Configuration LoadConfiguration(Package& package, SettingsStore& settings) {
   Configuration config;
   try {

@@ -42,6 +42,9 @@ struct Configuration {
   bool IsAudienceManagerConfigured() const { return !audienceManagerServer.empty(); }
 };
 
+/// Whether Analytics is configured. Logs when it is not.
+bool CheckAnalyticsConfigured(const Configuration& config);
+
 /// Reads "VeltroConfig.json" from the package, and the stored privacy status from the settings.
 /// Never fails: a file that is missing or broken is logged, and a key that is absent or of another
 /// type than it should be leaves its default.

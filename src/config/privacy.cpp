@@ -43,10 +43,7 @@ SendPermission Privacy::Permission() const {
 }
 
 bool MayTrack(const Configuration& config, const SendPolicy& policy) {
-  if (!config.IsAnalyticsConfigured()) {
-    LogWarning("Analytics - Your config file is not set up to use Analytics");
-    return false;
-  }
+  if (!CheckAnalyticsConfigured(config)) return false;
   if (policy.Permission() == SendPermission::Refuse) {
     LogDebug("Analytics - Ignoring hit due to privacy status being opted out");
     return false;

@@ -16,7 +16,8 @@ namespace fs = std::filesystem;
 const fs::path kSource = VELTRO_SOURCE_DIR "/src";
 
 /// Public headers without behaviour, which every layer may use.
-const std::set<std::string> kVocabulary = {"veltro/guid.h", "veltro/privacy_status.h",
+const std::set<std::string> kVocabulary = {"veltro/guid.h", "veltro/media_settings.h",
+                                           "veltro/privacy_status.h",
                                            "veltro/target_location_request.h"};
 
 /// What only platform/linux may name: it is that folder's job to.

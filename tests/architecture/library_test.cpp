@@ -32,9 +32,9 @@ TEST(SharedLibrary, ExportsItsOwnNamesOnly) {
   std::size_t own = 0;
   for (const std::string& symbol : symbols) {
     const bool isOwn = StartsWithAny(
-        symbol,
-        {"Veltro::Analytics::", "Veltro::AudienceManager::", "Veltro::Config::", "Veltro::Host::",
-         "Veltro::Target::", "Veltro::Value::", "DllGetActivationFactory@@", "DllCanUnloadNow@@"});
+        symbol, {"Veltro::Analytics::", "Veltro::AudienceManager::", "Veltro::Config::",
+                 "Veltro::Host::", "Veltro::Media::", "Veltro::Target::", "Veltro::Value::",
+                 "DllGetActivationFactory@@", "DllCanUnloadNow@@"});
     own += isOwn ? 1 : 0;
     EXPECT_TRUE(isOwn || symbol == "VELTRO_4@@VELTRO_4" || symbol == "VELTRO_4") << symbol;
   }
