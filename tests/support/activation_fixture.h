@@ -45,6 +45,7 @@ class ActivationFixture : public testing::Test {
     EXPECT_EQ(analytics_->Release(), 0U);
     EXPECT_EQ(audience_->Release(), 0U);
     EXPECT_EQ(target_->Release(), 0U);
+    EXPECT_EQ(media_->Release(), 0U);
     EXPECT_TRUE(WaitUntil([] { return canUnload_() == 0; })) << "an object was never released";
   }
 
@@ -69,6 +70,7 @@ class ActivationFixture : public testing::Test {
   IAudienceManagerStatics* const audience_ =
       Get<IAudienceManagerStatics>(u"Veltro.AudienceManager");
   ITargetStatics* const target_ = Get<ITargetStatics>(u"Veltro.Target");
+  IMediaStatics* const media_ = Get<IMediaStatics>(u"Veltro.Media");
 };
 
 }  // namespace Veltro::Abi::Testing

@@ -341,6 +341,67 @@ TEST_F(ActivationTest, ReadsRequestsOfAnyMakeAndGivesThemBack) {
   EXPECT_EQ(PairsIn(map.get()), u"");
 }
 
+TEST_F(ActivationTest, PlaysMediaBySettingsOfEveryKind) {
+  const Owned<IActivationFactory> factory(Get<IActivationFactory>(u"Veltro.MediaSettings"));
+  const Owned<IInspectable> instance(Read<IInspectable*>(factory.get(), 6));
+  const auto settings = As<IMediaSettings>(instance.get());
+  IMediaSettings* const object = settings.get();
+  // Name, PlayerName, PlayerId, Channel, Milestones, OffsetMilestones, ParentName, ParentPod, CPM
+  for (const int slot : {6, 8, 10, 14, 16, 18, 28, 30, 32}) {
+    EXPECT_EQ(Take(Read<HSTRING>(object, slot)), u"");
+    EXPECT_EQ(Call(object, slot + 1, HSTRING(Text{std::u16string(1, char16_t(u'A' + slot))})), kOk);
+  }
+  for (const int slot : {12, 34}) {  // Length, ParentPodPosition
+    EXPECT_EQ(Read<double>(object, slot), 0);
+    EXPECT_EQ(Call(object, slot + 1, 100.5 + slot), kOk);
+  }
+  for (const int slot :
+       {20, 22, 36}) {  // SegmentByMilestones, SegmentByOffsetMilestones, IsMediaAd
+    EXPECT_EQ(Read<BOOLEAN>(object, slot), 0);
+    EXPECT_EQ(Call(object, slot + 1, BOOLEAN{1}), kOk);
+  }
+  for (const int slot : {24, 26}) {  // TrackSeconds, CompleteCloseOffsetThreshold
+    EXPECT_EQ(Read<std::int32_t>(object, slot), slot == 24 ? 0 : 1);
+    EXPECT_EQ(Call(object, slot + 1, slot), kOk);
+  }
+  for (const int slot : {6, 8, 10, 14, 28, 30, 32}) {
+    EXPECT_EQ(Take(Read<HSTRING>(object, slot)), std::u16string(1, char16_t(u'A' + slot)));
+    EXPECT_EQ(Call(object, slot, nullptr), kNullPointer);
+  }
+  EXPECT_EQ(Call(object, 17, HSTRING(Text{u"50"})), kOk);
+  EXPECT_EQ(Call(object, 19, HSTRING(Text{u"10"})), kOk);
+  EXPECT_EQ(Read<double>(object, 12), 112.5);
+  EXPECT_EQ(Read<double>(object, 34), 134.5);
+  EXPECT_EQ(Read<std::int32_t>(object, 24), 24);
+  EXPECT_EQ(Read<std::int32_t>(object, 26), 26);
+  EXPECT_EQ(Read<BOOLEAN>(object, 36), 1);
+
+  Map data({{u"kept", 1}}, Fault::None);
+  const auto report = [&](int slot, double offset) {
+    EXPECT_EQ(Call(media_, slot, HSTRING(Text{u"G"}), offset), kOk);
+  };
+  EXPECT_EQ(Call(media_, 6, nullptr), kOk);
+  EXPECT_EQ(Call(media_, 6, object), kOk);
+  report(8, 0);
+  ExpectInHit(
+      "&contentType=videoAd&internalaction=Media&media.&ad.&CPM=a&length=112&name=G"
+      "&playerName=I&pod=_&podPosition=134&segment=M%3A0-50&segmentNum=1&view=true&.ad"
+      "&channel=O&name=%5D&.media");
+  report(11, 1);
+  ExpectInHit("&clicked=true&");
+  EXPECT_EQ(Call(media_, 12, HSTRING(Text{u"G"}), static_cast<ContextMap*>(&data)), kOk);
+  ExpectInHit("&kept=1&");
+  report(10, 9);
+  report(8, 60);
+  ExpectInHit("&milestone=50&");
+  report(9, 90);
+  ExpectInHit("&complete=true&");
+  EXPECT_EQ(Call(media_, 7, HSTRING(Text{u"G"})), kOk);
+  EXPECT_EQ(Call(media_, 12, HSTRING(Text{u"G"}), nullptr), kOk);
+  EXPECT_EQ(Call(analytics_, 7, HSTRING(Text{u"end"}), nullptr), kOk);
+  ExpectInHit("&action=end&");
+}
+
 TEST_F(ActivationTest, AnswersWithoutServers) {
   const Owned<StringMapView> profile(Read<StringMapView*>(audience_, 6));
   EXPECT_EQ(PairsIn(profile.get()), u"");
