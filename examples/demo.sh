@@ -3,9 +3,9 @@
 #
 # The road of a hit: a shop measures a visitor who has not been asked yet, so that its hits wait on
 # disk; it is killed, started again, and the visitor opts in. From then on the shop learns the
-# visitor's segments, and shows what the content server chooses, until that one falls silent. Ends
-# with status 0 when the collector received every hit, once and in order, and what they tell of
-# launches, times, values and places is right, and so are segments and contents.
+# visitor's segments, shows what the content server chooses, until that one falls silent, and plays a
+# film. Ends with status 0 when the collector received every hit, once and in order, and what they
+# tell of launches, times, values, places and the film is right, and so are segments and contents.
 set -euo pipefail
 
 build=$(cd "$1" && pwd)
@@ -93,6 +93,13 @@ inapp=$(hits shopping | value a.action.time.inapp)
 worth=$(hits LifetimeValueIncrease | value a.ltv.amount)
 place=$(hits Location | value a.loc.poi)
 
+watched=$(hits Media | wc -l)
+# sum KEY: of its values in the hits of media.
+sum() { hits Media | value "$1" | awk '{ sum += $1 } END { print sum + 0 }'; }
+milestones=$(hits Media | value a.media.milestone | paste -sd' ')
+film=$(sum a.media.timePlayed)
+ad=$(sum a.media.ad.timePlayed)
+
 shown() { sed -n "s/^  is shown, as $1: //p" "$work/buy.log"; }
 segments=$(sed -n 's/^  is in the segments: //p' "$work/buy.log")
 calls=$(curl -s "$url/api/stats" | sed 's/.*"destinations":\([0-9]*\).*/\1/')
@@ -101,6 +108,7 @@ printf '\n%s\n' "the visitor is in the segments $segments, of which $calls partn
 printf '%s\n' "shown: \"$(shown welcome)\", and when the server is silent \"$(shown recommendation)\""
 printf '%s\n' "$launched launches: $first, $second, whose data $carried hits carry"
 printf '%s\n' "shopping took $total s, $inapp s of them in the foreground; $worth spent at $place"
+printf '%s\n' "a film was played for $film s, over the milestones $milestones, and $ad s of an ad"
 printf '%s\n' "$expected hits tracked, $received received, $lost lost, $order"
 if [[ $stay == --stay ]]; then
   say "The collector goes on at $url until you press Ctrl-C"
@@ -108,7 +116,9 @@ if [[ $stay == --stay ]]; then
 fi
 [[ $received == "$expected" && $lost == 0 && $order == "in order" ]]
 [[ $launched == "$launches" && $first == InstallEvent && $second == CrashEvent ]]
-[[ $carried == $((bought + 1)) && $((total - inapp)) -ge 2 && $inapp -ge 0 ]]
+[[ $carried == $((bought + watched + 1)) && $((total - inapp)) -ge 2 && $inapp -ge 0 ]]
 [[ $worth == 19.90 && $place == "Flagship store" ]]
 [[ $segments == "gardener=yes visitor=known" && $calls == 1 ]]
 [[ $(shown welcome) == "20 % off all watering cans" && $(shown recommendation) == "Our catalogue" ]]
+[[ $milestones == *"50 75" && $film -ge 4 && $ad -ge 1 ]]
+[[ $(hits Media | grep -c '"a.media.complete"\|"a.media.ad.complete"') == 2 ]]

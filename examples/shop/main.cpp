@@ -1,7 +1,8 @@
 // A shop that measures what its visitor does: launches, screens, actions with data of every kind,
-// how long shopping takes, what is paid, where; and the visitor's privacy choice. It tells the
-// audience server what the visitor likes, and shows the content that the content server chooses.
-// Run it with a collector at the servers that its VeltroConfig.json names.
+// how long shopping takes, what is paid, where, how far a film is watched; and the visitor's
+// privacy choice. It tells the audience server what the visitor likes, and shows the content that
+// the content server chooses. Run it with a collector at the servers that its VeltroConfig.json
+// names.
 
 #include <chrono>
 #include <cstdint>
@@ -17,6 +18,8 @@ using Veltro::AudienceManager;
 using Veltro::Config;
 using Veltro::ContextData;
 using Veltro::Host;
+using Veltro::Media;
+using Veltro::MediaSettings;
 using Veltro::Target;
 using Veltro::VeltroPrivacyStatus;
 
@@ -119,6 +122,43 @@ void Rest() {
   std::cout << "  was away for 2 s, and goes on" << std::endl;
 }
 
+void Play(const std::string& name, double from, double to) {
+  Media::Play(name, from);
+  std::this_thread::sleep_for(std::chrono::duration<double>(to - from));
+}
+
+/// The visitor watches a short film, with an ad break in the middle.
+void Watch() {
+  MediaSettings film, ad;
+  film.Name = "How to water";
+  film.PlayerName = ad.PlayerName = "Shop window";
+  film.Length = 4;
+  film.Milestones = "25,50,75";
+  film.SegmentByMilestones = true;
+  ad.Name = "Half price";
+  ad.Length = 1;
+  ad.IsMediaAd = true;
+  ad.ParentName = film.Name;
+  ad.ParentPod = "first break";
+  ad.ParentPodPosition = 1;
+  ad.CPM = "4.20";
+
+  Media::Open(film);
+  Play(film.Name, 0, 2);
+  Media::Stop(film.Name, 2);
+  Media::Open(ad);
+  Play(ad.Name, 0, 1);
+  Media::Complete(ad.Name, 1);
+  Play(film.Name, 2, 4);
+  Media::Complete(film.Name, 4);
+  Media::Track(film.Name, {{"film.rating", 5}});
+  std::cout << "  watches \"" << film.Name << "\", and an ad in it" << std::endl;
+
+  Host::Flush(std::chrono::seconds(10));  // an item is closed at once, before what is reported last
+  Media::Close(ad.Name);
+  Media::Close(film.Name);
+}
+
 /// The visitor has been asked, and changes their mind once.
 void Buy(Visit& visit) {
   Config::SetPrivacyStatus(VeltroPrivacyStatus::OptIn);
@@ -131,6 +171,7 @@ void Buy(Visit& visit) {
   visit.Pay(19.9);
   visit.IsAt(52.5206, 13.4099);
   Show("recommendation", "Our catalogue");
+  Watch();
   visit.End("shopping");
   std::cout << "  the queue is "
             << (Host::Flush(std::chrono::seconds(10)) == Host::FlushResult::Done ? "sent"

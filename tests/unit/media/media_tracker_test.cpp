@@ -131,6 +131,8 @@ TEST_F(MediaTrackerTest, FollowsWholePlaybacks) {
        "m_s segment=O:0-10 segmentNum=1 view\n"
        "m_i offsetMilestone=10 segment=O:0-10 segmentNum=1 segmentView timePlayed=10\n"
        "m_i offsetMilestone=20 segment=O:10-20 segmentNum=2 segmentView timePlayed=10\n"},
+      {"back over an offset milestone", [](Settings& film) { film.OffsetMilestones = "10,20"; },
+       "P0 S25 P25 S15", "m_s view\nm_i offsetMilestone=20 timePlayed=25\n"},
       {"the last offset segment", offsets, "P25 K26",
        "m_s segment=O:20-100 segmentNum=3 view\n"
        "m_i clicked segment=O:20-100 segmentNum=3 timePlayed=1\n"},
@@ -146,7 +148,7 @@ TEST_F(MediaTrackerTest, FollowsWholePlaybacks) {
       {"a percentage that floating point just misses",
        [](Settings& film) { film.Milestones = "29"; }, "P0 S29",
        "m_s view\nm_i milestone=29 timePlayed=29\n"},
-      {"back and over a milestone again", milestones, "P0 +30 S30 P10 +20",
+      {"back and over a milestone again", milestones, "P0 +30 S20 P10 +20",
        "m_s view\nm_i milestone=25 timePlayed=25\nm_i milestone=25 timePlayed=20\n"},
       {"back while playing", milestones, "P0 S30 P30 K20 S60",
        "m_s view\nm_i milestone=25 timePlayed=30\nm_i clicked\nm_i milestone=50 timePlayed=40\n"},
@@ -178,6 +180,8 @@ TEST_F(MediaTrackerTest, FollowsWholePlaybacks) {
        "m_i milestone=25 segment=M:0-25 segmentNum=1 segmentView timePlayed=20\n"},
       {"tracked", milestones, "T P0 +3 T +1 S4 T +9 T",
        "m_s view\nm_i timePlayed=3 !mine=1\nm_i timePlayed=1 !mine=1\nm_i !mine=1\n"},
+      {"tracked while stopped, then resumed", milestones, "P0 S4 T P4 +21",
+       "m_s view\nm_i timePlayed=4 !mine=1\nm_i milestone=25 timePlayed=21\n"},
       {"by the clock, which stands while it is stopped", every10Seconds,
        "P-5 +7 S-1 +50 P-1 +3 K-1 +1 S-0.1 +9 T",
        "m_s view\nm_i timePlayed=10\nm_i clicked\nm_i timePlayed=1 !mine=1\n"},
@@ -198,6 +202,8 @@ TEST_F(MediaTrackerTest, FollowsWholePlaybacks) {
 }
 
 TEST_F(MediaTrackerTest, KnowsNoEndOfAnUnknownLength) {
+  constexpr const char* kEndless =
+      "&&pev3=video a.contentType=video a.media.name=film a.media.playerName=player ";
   for (const double length : {0.0, -1.0, std::nan(""), HUGE_VAL}) {
     SCOPED_TRACE(length);
     MediaSettings settings = Film();
@@ -208,11 +214,15 @@ TEST_F(MediaTrackerTest, KnowsNoEndOfAnUnknownLength) {
     settings.SegmentByMilestones = settings.SegmentByOffsetMilestones = true;
     media_.Open(settings);
     Run("P0 +25 C25 +5000 C25 S-1 X");
-    EXPECT_EQ(Hits("&&pev3=video a.contentType=video a.media.name=film a.media.playerName=player "),
+    EXPECT_EQ(Hits(kEndless),
               "m_s segment=O:0-10 segmentNum=1 view\n"
               "m_i offsetMilestone=10 segment=O:0-10 segmentNum=1 segmentView timePlayed=10\n"
               "m_i offsetMilestone=20 segment=O:10-20 segmentNum=2 segmentView timePlayed=10\n"
               "m_i complete segment=O:20-E segmentNum=3 segmentView timePlayed=5\n");
+    settings.SegmentByOffsetMilestones = false;
+    media_.Open(settings);
+    Run("P0 +5 X");
+    EXPECT_EQ(Hits(kEndless), "m_s view\n") << "closed, which is no completion";
   }
 }
 
