@@ -20,9 +20,11 @@ using Abi::IMediaSettings;
 constexpr std::u16string_view kClassName = u"Veltro.MediaSettings";
 
 /// The two functions of a property.
+// NOLINTBEGIN(bugprone-macro-parentheses): a type cannot stand in parentheses
 #define PROPERTY(Type, Name)                                                                     \
   HRESULT get_##Name(Type* value) noexcept override { return Get(&MediaSettings::Name, value); } \
   HRESULT put_##Name(Type value) noexcept override { return Put(&MediaSettings::Name, value); }
+// NOLINTEND(bugprone-macro-parentheses)
 
 class SettingsObject final : public ActivationObject<IMediaSettings> {
  public:
@@ -82,10 +84,12 @@ class SettingsObject final : public ActivationObject<IMediaSettings> {
 
 #undef PROPERTY
 
+Abi::IInspectable* MakeSettings() { return new SettingsObject; }
+
 class SettingsFactory final : public ActivationObject<Abi::IActivationFactory> {
  public:
   HRESULT ActivateInstance(Abi::IInspectable** instance) noexcept override {
-    return Deliver(instance, [] { return new SettingsObject; });
+    return Deliver(instance, MakeSettings);
   }
 
  private:

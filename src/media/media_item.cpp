@@ -83,7 +83,7 @@ std::optional<MediaItem> MakeMediaItem(const MediaSettings& settings) {
   item.segmentByMilestones = settings.SegmentByMilestones && !item.milestones.Empty();
   item.segmentByOffsetMilestones =
       settings.SegmentByOffsetMilestones && !item.offsetMilestones.Empty();
-  item.trackSeconds = std::max(settings.TrackSeconds, 0);
+  item.trackSeconds = settings.TrackSeconds;
   item.completeCloseOffsetThreshold = std::max(settings.CompleteCloseOffsetThreshold, 1);
   if (item.isAd) item.cpm = ToUtf16(settings.CPM);
   item.data = ItemData(item, settings, parentName);

@@ -23,7 +23,7 @@ struct MediaItem {
   Milestones offsetMilestones;  ///< seconds
   bool segmentByMilestones = false;  ///< never without milestones
   bool segmentByOffsetMilestones = false;
-  std::int32_t trackSeconds = 0;                  ///< 0 for no periodic hit
+  std::int32_t trackSeconds = 0;                  ///< 0 or less for no periodic hit
   std::int32_t completeCloseOffsetThreshold = 1;  ///< seconds
   bool isAd = false;
   std::u16string cpm;  ///< of an ad; may be empty
