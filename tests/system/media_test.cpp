@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <future>
 #include <thread>
 
 #include "support/test_application.h"
@@ -90,6 +91,7 @@ TEST_F(MediaTest, FollowsTheClockBetweenReports) {
   app_.Start(kConfig);
   MediaSettings film = Film();
   film.TrackSeconds = 1;
+  film.CompleteCloseOffsetThreshold = 100;
   Media::Open(film);
   Media::Play("film", 0);
   ASSERT_TRUE(app_.WaitForHits(1));
@@ -97,6 +99,16 @@ TEST_F(MediaTest, FollowsTheClockBetweenReports) {
   ASSERT_TRUE(app_.Server().WaitForHits(2, 10s));
   EXPECT_EQ(app_.Server().Hits()[1].contextData.at("a.media.timePlayed"), "3");
   EXPECT_EQ(app_.Server().Hits()[1].variables.at("ts"), "1600000003");
+
+  // The hit of a close bears the time of the close, whenever its turn comes.
+  std::promise<void> gate;
+  Runtime::Peek()->SharedQueue().Post([&] { gate.get_future().wait(); });
+  Media::Close("film");
+  app_.Time().Advance(60s);
+  gate.set_value();
+  ASSERT_TRUE(app_.WaitForHits(3));
+  EXPECT_EQ(app_.Server().Hits()[2].contextData.at("a.media.complete"), "true");
+  EXPECT_EQ(app_.Server().Hits()[2].variables.at("ts"), "1600000003");
 }
 
 TEST_F(MediaTest, MeasuresWhatMayBeMeasured) {
