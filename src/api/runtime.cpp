@@ -233,13 +233,14 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
 
 bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
-  if (!WaitForMedia(timeout) || !sharedQueue_.WaitUntilDone(deadline.Remaining())) return false;
+  const bool mediaSaved = WaitForMedia(timeout);
+  if (!sharedQueue_.WaitUntilDone(deadline.Remaining())) return false;
   HitQueue* const queue = hitQueue_.Peek();
   const bool hitsSaved = queue == nullptr || queue->WaitUntilSaved(deadline.Remaining());
   TimedActionTable* const actions = timedActions_.Peek();
   const bool actionsSaved = actions == nullptr || actions->WaitUntilSaved(deadline.Remaining());
   const bool cookiesSaved = platform_.httpTransport->WaitUntilSaved(deadline.Remaining());
-  return hitsSaved && actionsSaved && cookiesSaved;
+  return mediaSaved && hitsSaved && actionsSaved && cookiesSaved;
 }
 
 /// Runs `item` behind all earlier work, and waits for it.

@@ -15,7 +15,7 @@ Milestones::Milestones(std::u16string_view text, double most, std::u16string_vie
     const std::size_t end = std::min(text.find(u',', start), text.size());
     const std::u16string_view piece = text.substr(start, end - start);
     std::int32_t value = 0;
-    if (ReadNumber(piece, value) == std::errc() && value >= 1 && value <= most) {
+    if (ReadNumber(piece, value) == std::errc() && value >= 0 && value <= most) {
       values_.push_back(value);
     } else {
       LogDebug("Media - Ignoring milestone (%s) of media item (%s)", piece, item);

@@ -16,8 +16,9 @@ class Milestones {
   /// None at all.
   Milestones() = default;
 
-  /// Reads whole numbers, separated by commas, and keeps those from 1 to `most`, each once, and 0.
-  /// The others are ignored, but for a line in the log that names `item`. An empty text has none.
+  /// Reads whole numbers, separated by commas, and keeps those up to `most`, each once; 0 is always
+  /// among them. Others are ignored, but for a line in the log that names `item`. An empty text has
+  /// none.
   Milestones(std::u16string_view text, double most, std::u16string_view item);
 
   bool Empty() const { return values_.empty(); }

@@ -33,9 +33,11 @@ Playback::State Playback::Next(MediaEvent event, double offset, std::chrono::sec
   next.isPlaying = !isStop;
   next.isMoving = isPlay || (last.isMoving && !isStop && event != MediaEvent::Complete);
   if (item_.HasLength()) {
+    const bool isAtEnd = next.offset >= item_.length;
     // Multiplied first, so that 29 s of 100 s are 29 per cent and not the number below.
-    next.milestones = item_.milestones.CountUpTo(next.offset * 100 / item_.length);
-    next.isComplete = last.isComplete || next.offset >= item_.length;
+    const double percentage = isAtEnd ? 100 : next.offset * 100 / item_.length;
+    next.milestones = item_.milestones.CountUpTo(percentage);
+    next.isComplete = isAtEnd || last.isComplete;
   }
   next.isComplete = next.isComplete || Completes(event, next.offset);
   next.offsetMilestones = item_.offsetMilestones.CountUpTo(next.offset);
@@ -63,59 +65,53 @@ bool Playback::Completes(MediaEvent event, double offset) const {
 
 StringMap Playback::ViewHit() {
   beganAtEnd_ = state_->isComplete;
+  reportedSegment_ = SegmentNumber(*state_);
   StringMap hit = item_.data;
   hit.Set(u"&&pe", u"m_s");
   hit.Set(item_.Key(u"view"), u"true");
   if (!item_.cpm.empty()) hit.Set(item_.Key(u"CPM"), item_.cpm);
-  AddSegment(nullptr, hit);
+  AddSegment(reportedSegment_, state_->isComplete, hit);
   return hit;
 }
 
 std::optional<StringMap> Playback::NextHit(const State& last, MediaEvent event,
                                            const StringMap& data) {
-  const StringMap crossed = Crossed(last, event);
+  const std::size_t segment = SegmentNumber(*state_);
+  const bool isSegmentNew = std::exchange(reportedSegment_, segment) != segment;
+  const StringMap news = TakeNews(last, event);
   const bool isPeriodOver = item_.trackSeconds > 0 && state_->secondsSinceHit >= item_.trackSeconds;
-  if (crossed.Empty() && !isPeriodOver && event != MediaEvent::Track) {
-    reportedSegment_ = SegmentNumber(*state_);
-    return std::nullopt;
-  }
+  if (news.Empty() && !isPeriodOver && event != MediaEvent::Track) return std::nullopt;
   StringMap hit = item_.data;
   hit.Set(u"&&pe", u"m_i");
-  AddSegment(&last, hit);
-  hit.Merge(crossed);
+  AddSegment(SegmentNumber(last), isSegmentNew || state_->isComplete, hit);
+  hit.Merge(news);
   const std::int32_t played = TruncateToInt32(std::exchange(state_->secondsSinceHit, 0));
   if (played > 0) hit.Set(item_.Key(u"timePlayed"), DecimalText(played));
   hit.Merge(data);
   return hit;
 }
 
-/// What the present state has that `last` had not.
-StringMap Playback::Crossed(const State& last, MediaEvent event) {
-  StringMap crossed;
-  if (state_->isComplete && !isCompletionReported_) {
-    isCompletionReported_ = true;
-    crossed.Set(item_.Key(u"complete"), u"true");
+/// The entries for what happened since `last`. A completion is news once.
+StringMap Playback::TakeNews(const State& last, MediaEvent event) {
+  StringMap news;
+  if (state_->isComplete && !std::exchange(isCompletionReported_, true)) {
+    news.Set(item_.Key(u"complete"), u"true");
   }
-  if (event == MediaEvent::Click) crossed.Set(item_.Key(u"clicked"), u"true");
+  if (event == MediaEvent::Click) news.Set(item_.Key(u"clicked"), u"true");
   if (state_->offsetMilestones > last.offsetMilestones) {
-    crossed.Set(item_.Key(u"offsetMilestone"),
-                DecimalText(item_.offsetMilestones.LastOf(state_->offsetMilestones)));
+    news.Set(item_.Key(u"offsetMilestone"),
+             DecimalText(item_.offsetMilestones.LastOf(state_->offsetMilestones)));
   }
   if (state_->milestones > last.milestones) {
-    crossed.Set(item_.Key(u"milestone"), DecimalText(item_.milestones.LastOf(state_->milestones)));
+    news.Set(item_.Key(u"milestone"), DecimalText(item_.milestones.LastOf(state_->milestones)));
   }
-  return crossed;
+  return news;
 }
 
-/// Adds the segment that was left since `last`, or else the present one.
-void Playback::AddSegment(const State* last, StringMap& hit) {
-  const std::size_t present = SegmentNumber(*state_);
-  const bool isNew = std::exchange(reportedSegment_, present) != present;
+/// Adds the segment `number`, if it is one, and whether that is a view of it.
+void Playback::AddSegment(std::size_t number, bool isView, StringMap& hit) const {
   if (!item_.segmentByMilestones && !item_.segmentByOffsetMilestones) return;
-  if ((last != nullptr && isNew) || state_->isComplete) {
-    hit.Set(item_.Key(u"segmentView"), u"true");
-  }
-  const std::size_t number = last != nullptr ? SegmentNumber(*last) : present;
+  if (isView) hit.Set(item_.Key(u"segmentView"), u"true");
   if (number == 0) return;
   hit.Set(item_.Key(u"segmentNum"), DecimalText(static_cast<std::int64_t>(number)));
   hit.Set(item_.Key(u"segment"), SegmentName(number));

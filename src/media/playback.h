@@ -58,8 +58,8 @@ class Playback {
   bool Completes(MediaEvent event, double offset) const;
   StringMap ViewHit();
   std::optional<StringMap> NextHit(const State& last, MediaEvent event, const StringMap& data);
-  StringMap Crossed(const State& last, MediaEvent event);
-  void AddSegment(const State* last, StringMap& hit);
+  StringMap TakeNews(const State& last, MediaEvent event);
+  void AddSegment(std::size_t number, bool isView, StringMap& hit) const;
   std::size_t SegmentNumber(const State& state) const;
   std::u16string SegmentName(std::size_t number) const;
 

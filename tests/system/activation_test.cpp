@@ -392,12 +392,22 @@ TEST_F(ActivationTest, PlaysMediaBySettingsOfEveryKind) {
   EXPECT_EQ(Call(media_, 12, HSTRING(Text{u"G"}), static_cast<ContextMap*>(&data)), kOk);
   ExpectInHit("&kept=1&");
   report(10, 9);
+  report(8, 12);
+  ExpectInHit("&offsetMilestone=10&");
+  report(10, 36);
+  ExpectInHit("&timePlayed=24&");
   report(8, 60);
   ExpectInHit("&milestone=50&");
   report(9, 90);
   ExpectInHit("&complete=true&");
-  EXPECT_EQ(Call(media_, 7, HSTRING(Text{u"G"})), kOk);
+  EXPECT_EQ(Call(object, 7, HSTRING(Text{u"H"})), kOk);
+  EXPECT_EQ(Call(object, 21, BOOLEAN{0}), kOk);
+  EXPECT_EQ(Call(media_, 6, object), kOk);  // which closes "G", of the same player
   EXPECT_EQ(Call(media_, 12, HSTRING(Text{u"G"}), nullptr), kOk);
+  EXPECT_EQ(Call(media_, 8, HSTRING(Text{u"H"}), 0.0), kOk);
+  ExpectInHit("&segment=O%3A0-10&");
+  EXPECT_EQ(Call(media_, 7, HSTRING(Text{u"H"})), kOk);
+  EXPECT_EQ(Call(media_, 12, HSTRING(Text{u"H"}), nullptr), kOk);
   EXPECT_EQ(Call(analytics_, 7, HSTRING(Text{u"end"}), nullptr), kOk);
   ExpectInHit("&action=end&");
 }

@@ -10,7 +10,7 @@
 namespace Veltro::Abi {
 
 /// "Veltro.__IMediaSettingsPublicNonVirtuals", the properties of the class "Veltro.MediaSettings";
-/// they mean what those of `Veltro::MediaSettings` mean, and begin as those do. Clients may have
+/// they mean what those of `Veltro::MediaSettings` mean, defaults included. Clients may have
 /// the library's class activated, or bring their own.
 struct IMediaSettings : IInspectable {
   virtual HRESULT get_Name(HSTRING* value) noexcept = 0;

@@ -148,6 +148,13 @@ TEST_F(MediaTrackerTest, FollowsWholePlaybacks) {
       {"a percentage that floating point just misses",
        [](Settings& film) { film.Milestones = "29"; }, "P0 S29",
        "m_s view\nm_i milestone=29 timePlayed=29\n"},
+      {"an end that floating point just misses",
+       [](Settings& film) { film.Length = 100.003, film.Milestones = "100"; }, "P0 C100.003",
+       "m_s view\nm_i complete milestone=100 timePlayed=100\n"},
+      {"back into a segment, which a click tells of", segments, "P0 S30 P10 K12",
+       "m_s segment=M:0-25 segmentNum=1 view\n"
+       "m_i milestone=25 segment=M:0-25 segmentNum=1 segmentView timePlayed=30\n"
+       "m_i clicked segment=M:0-25 segmentNum=1 timePlayed=2\n"},
       {"back and over a milestone again", milestones, "P0 +30 S20 P10 +20",
        "m_s view\nm_i milestone=25 timePlayed=25\nm_i milestone=25 timePlayed=20\n"},
       {"back while playing", milestones, "P0 S30 P30 K20 S60",
@@ -361,7 +368,7 @@ TEST_F(MediaTrackerTest, ReadsMilestones) {
   } rows[] = {{u"", 100, "", 0},
               {u"75,25,50", 100, "0 25 50 75 ", 0},
               {u" 25,\t+50%,25,075", 100, "0 25 50 75 ", 0},
-              {u"1,100,0,101,-5,x,,9999999999,1e2", 100, "0 1 100 ", 6},
+              {u"0,1,100,101,-5,x,,9999999999,1e2", 100, "0 1 100 ", 5},
               {u",", 100, "0 ", 2},
               {u"30,31", 30.7, "0 30 ", 1},
               {u"2147483647", HUGE_VAL, "0 2147483647 ", 0}};
