@@ -192,9 +192,8 @@ TEST_F(MediaTrackerTest, FollowsWholePlaybacks) {
       {"by the clock, which stands while it is stopped", every10Seconds,
        "P-5 +7 S-1 +50 P-1 +3 K-1 +1 S-0.1 +9 T",
        "m_s view\nm_i timePlayed=10\nm_i clicked\nm_i timePlayed=1 !mine=1\n"},
-      {"and once it is complete",
-       [](Settings& film) { film.TrackSeconds = 10, film.Milestones = "25"; }, "P0 C5 +60 X",
-       "m_s view\n"},
+      {"and once it is complete, even if clicked", every10Seconds, "P0 C5 K6 +60 X",
+       "m_s view\nm_i clicked timePlayed=6\n"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
