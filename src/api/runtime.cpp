@@ -171,7 +171,7 @@ bool Runtime::MayMeasureMedia() {
 
 std::size_t Runtime::QueuedHitCount(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
-  WaitForMedia(timeout);
+  mediaQueue_.WaitUntilDone(timeout);
   RunOnSharedQueue([this] { GetHitQueue(); }, deadline.Remaining());
   HitQueue* const queue = hitQueue_.Peek();
   return queue == nullptr ? 0 : queue->QueuedHitCount(deadline.Remaining());
@@ -233,7 +233,7 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
 
 bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
-  const bool mediaSaved = WaitForMedia(timeout);
+  const bool mediaSaved = mediaQueue_.WaitUntilDone(timeout);
   if (!sharedQueue_.WaitUntilDone(deadline.Remaining())) return false;
   HitQueue* const queue = hitQueue_.Peek();
   const bool hitsSaved = queue == nullptr || queue->WaitUntilSaved(deadline.Remaining());
@@ -247,11 +247,6 @@ bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
 void Runtime::RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout) {
   sharedQueue_.Post(std::move(item));
   sharedQueue_.WaitUntilDone(timeout);
-}
-
-/// Whether all that was reported of media is on the shared queue.
-bool Runtime::WaitForMedia(std::chrono::milliseconds timeout) {
-  return media_.Peek() == nullptr || mediaQueue_.WaitUntilDone(timeout);
 }
 
 /// Where the analytics identifier is asked for, while data may leave the device.

@@ -161,7 +161,6 @@ class Runtime {
   }
 
   void RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout);
-  bool WaitForMedia(std::chrono::milliseconds timeout);
   std::optional<std::string> IdentifierUrl();
   void OnPrivacySet(VeltroPrivacyStatus status);
   void OnLaunch(StringMap data, std::int32_t timestamp);

@@ -38,7 +38,11 @@ void WorkQueue::Post(WorkItem item) {
 }
 
 bool WorkQueue::WaitUntilDone(std::chrono::milliseconds timeout) {
-  if (RunsOnThisThread()) return false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (std::this_thread::get_id() == thread_.get_id()) return false;
+    if (!thread_.joinable() && pending_.empty()) return true;
+  }
   const auto door = std::make_shared<Door>();
   Post([door] {
     const std::lock_guard lock(door->mutex);
@@ -47,11 +51,6 @@ bool WorkQueue::WaitUntilDone(std::chrono::milliseconds timeout) {
   });
   std::unique_lock lock(door->mutex);
   return door->changed.wait_for(lock, timeout, [&] { return door->open; });
-}
-
-bool WorkQueue::RunsOnThisThread() {
-  const std::lock_guard lock(mutex_);
-  return std::this_thread::get_id() == thread_.get_id();
 }
 
 void WorkQueue::RequireThread() {

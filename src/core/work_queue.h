@@ -32,11 +32,10 @@ class WorkQueue {
   void Post(WorkItem item);
 
   /// Whether every item posted before the call has run within `timeout`. False at once when called
-  /// by an item of this queue.
+  /// by an item of this queue. Starts no thread when nothing was ever posted.
   bool WaitUntilDone(std::chrono::milliseconds timeout);
 
  private:
-  bool RunsOnThisThread();
   void RequireThread();  // with `mutex_` held
   void Run();
   void RunIdle(std::unique_lock<std::mutex>& lock);

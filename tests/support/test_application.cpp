@@ -70,6 +70,7 @@ void TestApplication::StartWithFile(const char* text) {
   runtime_ = std::make_unique<Runtime>(std::move(platform));
   Runtime::ReplaceCurrent(runtime_.get());
   Config::DebugLogging(true);
+  runtime_->SharedQueue().WaitUntilDone(std::chrono::seconds(10));
 }
 
 void TestApplication::Stop() {

@@ -54,6 +54,7 @@ TEST(WorkQueue, GoesOnAfterAnItemThatThrows) {
 
 TEST(WorkQueue, WaitUntilDoneSeesEarlierItemsAndNeverBlocksOnItself) {
   WorkQueue queue;
+  EXPECT_TRUE(queue.WaitUntilDone(std::chrono::milliseconds(0))) << "there is nothing to wait for";
   std::atomic<bool> ran = false;
   queue.Post([&] { ran = true; });
   EXPECT_TRUE(queue.WaitUntilDone(kLong));
