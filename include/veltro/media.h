@@ -17,10 +17,10 @@ namespace Veltro {
 /// `offset` is the position of playback in seconds. One that is negative or not finite stands for
 /// the position by the clock; one past the end for the end.
 ///
-/// Opening and closing take effect at once; the rest happens on a worker, in the order of the
-/// calls, so an item that is closed right after a report may be gone before that is looked at.
-/// Nothing but a log line comes of a name that is not open. As elsewhere, nothing is recorded while
-/// the configuration file names no report suite or server, or after the user has opted out.
+/// Calls take effect in their order, on a worker; opening and closing at once, when no earlier call
+/// waits for it. Nothing but a log line comes of a name that is not open. As elsewhere, nothing is
+/// recorded while the configuration file names no report suite or server, or after the user has
+/// opted out.
 class VELTRO_EXPORT Media {
  public:
   /// Opens a media item. Closes the one of the same name first, and one of the same player id, if

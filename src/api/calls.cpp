@@ -135,14 +135,14 @@ void PostMediaTrack(std::u16string name, StringMap data) {
                                    MediaTracker& media) { media.Track(name, data); });
 }
 
-void OpenMedia(const MediaSettings& settings) {
-  Runtime& runtime = Runtime::Current();
-  if (runtime.MayMeasureMedia()) runtime.GetMedia().Open(settings);
+void OpenMedia(MediaSettings settings) {
+  Runtime::Current().ChangeMedia(
+      [settings = std::move(settings)](MediaTracker& media) { media.Open(settings); });
 }
 
-void CloseMedia(std::u16string_view name) {
-  Runtime& runtime = Runtime::Current();
-  if (runtime.MayMeasureMedia()) runtime.GetMedia().Close(name);
+void CloseMedia(std::u16string name) {
+  Runtime::Current().ChangeMedia(
+      [name = std::move(name)](MediaTracker& media) { media.Close(name); });
 }
 
 AsyncOperation<std::optional<AudienceManager::Profile>> Signal(StringMap traits) {

@@ -39,9 +39,9 @@ void PostClearStoredIds();
 void PostMediaReport(MediaEvent event, std::u16string name, double offset);
 void PostMediaTrack(std::u16string name, StringMap data);
 
-/// These take effect before they return.
-void OpenMedia(const MediaSettings& settings);
-void CloseMedia(std::u16string_view name);
+/// These take effect before they return, if no earlier report of media waits.
+void OpenMedia(MediaSettings settings);
+void CloseMedia(std::u16string name);
 
 /// These wait for an answer, for a short while.
 std::int32_t TrackingQueueSize();

@@ -163,12 +163,6 @@ MediaTracker& Runtime::GetMedia() {
   });
 }
 
-bool Runtime::MayMeasureMedia() {
-  if (const Configuration* config = configuration_.Peek()) return CheckAnalyticsConfigured(*config);
-  mediaQueue_.Post([this] { CheckAnalyticsConfigured(GetConfiguration()); });
-  return true;
-}
-
 std::size_t Runtime::QueuedHitCount(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   mediaQueue_.WaitUntilDone(timeout);

@@ -84,16 +84,21 @@ class Runtime {
     });
   }
 
-  /// Whether media may be opened and closed: whether Analytics is configured. Says yes while that
-  /// is not known yet, which is not waited for.
-  bool MayMeasureMedia();
-
   /// Runs `report(media)` on the media queue, provided that Analytics is configured.
   template <class Report>
   void PostMedia(Report report) {
     mediaQueue_.Post([this, report = std::move(report)] {
       if (CheckAnalyticsConfigured(GetConfiguration())) report(GetMedia());
     });
+  }
+
+  /// The same before it returns, unless that would overtake an earlier report or has to wait for
+  /// the configuration to be loaded.
+  template <class Change>
+  void ChangeMedia(Change change) {
+    const Configuration* const config = configuration_.Peek();
+    if (config == nullptr || !mediaQueue_.IsDone()) return PostMedia(std::move(change));
+    if (CheckAnalyticsConfigured(*config)) change(GetMedia());
   }
 
   /// Run `request(runtime)`, which may wait for the network, on a thread of a pool, after every

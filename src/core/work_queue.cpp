@@ -37,6 +37,11 @@ void WorkQueue::Post(WorkItem item) {
   if (wake) wake_.notify_one();
 }
 
+bool WorkQueue::IsDone() {
+  const std::lock_guard lock(mutex_);
+  return pending_.empty() && !running_;
+}
+
 bool WorkQueue::WaitUntilDone(std::chrono::milliseconds timeout) {
   {
     const std::lock_guard lock(mutex_);
@@ -67,6 +72,7 @@ void WorkQueue::Run() {
       RunIdle(lock);
     }
     batch.swap(pending_);
+    running_ = true;
     lock.unlock();
     for (WorkItem& item : batch) {
       RunWorkItem(item);
@@ -74,6 +80,7 @@ void WorkQueue::Run() {
     }
     batch.clear();
     lock.lock();
+    running_ = false;
   }
 }
 

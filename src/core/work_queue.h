@@ -31,6 +31,9 @@ class WorkQueue {
   /// the system refuses a thread, the item waits for the next post to try again.
   void Post(WorkItem item);
 
+  /// Whether every item posted before the call has run.
+  bool IsDone();
+
   /// Whether every item posted before the call has run within `timeout`. False at once when called
   /// by an item of this queue. Starts no thread when nothing was ever posted.
   bool WaitUntilDone(std::chrono::milliseconds timeout);
@@ -44,6 +47,7 @@ class WorkQueue {
   std::mutex mutex_;
   std::condition_variable wake_;
   std::vector<WorkItem> pending_;
+  bool running_ = false;  // the thread runs items
   bool waiting_ = false;  // the thread waits for `wake_`
   bool stopping_ = false;
   std::thread thread_;

@@ -149,6 +149,21 @@ TEST_F(MediaTest, KeepsWhatWasReportedBeforeTheEnd) {
   EXPECT_EQ(app_.QueueSize(), 2);
 }
 
+TEST_F(MediaTest, LooksAtEveryReportBeforeTheNextItemTakesThePlayer) {
+  app_.Start(R"({"rsids":"s","server":"SERVER","offlineEnabled":true,"batchLimit":10000})");
+  EXPECT_EQ(app_.QueueSize(), 0);  // the configuration is loaded now
+  MediaSettings film = Film();
+  film.PlayerId = "screen";
+  for (int n = 0; n < 200; ++n) {
+    film.Name = std::to_string(n);
+    Media::Open(film);
+    Media::Play(film.Name, 0);
+    Media::Complete(film.Name, 100);
+    if (n % 2 == 0) Media::Close(film.Name);
+  }
+  EXPECT_EQ(app_.QueueSize(), 2 * 200);
+}
+
 TEST_F(MediaTest, TakesCallsFromManyThreads) {
   app_.Start(R"({"rsids":"s","server":"SERVER","offlineEnabled":true,"batchLimit":10000})");
   constexpr int kThreads = 4, kReports = 100;
