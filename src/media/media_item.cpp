@@ -55,8 +55,8 @@ std::u16string CleanMediaText(std::u16string_view text) {
   return clean += text.substr(start);
 }
 
-std::u16string MediaItem::Key(std::u16string_view key) const {
-  return std::u16string(isAd ? u"a.media.ad." : u"a.media.").append(key);
+std::u16string MediaItem::Key(std::u16string_view part) const {
+  return std::u16string(isAd ? u"a.media.ad." : u"a.media.").append(part);
 }
 
 std::optional<MediaItem> MakeMediaItem(const MediaSettings& settings) {

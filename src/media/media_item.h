@@ -31,8 +31,8 @@ struct MediaItem {
 
   bool HasLength() const { return length > 0; }
 
-  /// The key of context data for `name`, which differs for content and ads.
-  std::u16string Key(std::u16string_view name) const;
+  /// The key of context data for `part`, which differs for content and ads.
+  std::u16string Key(std::u16string_view part) const;
 };
 
 /// The item that `settings` describe, with defaults for what they leave out. Nothing, but a line in

@@ -1,7 +1,6 @@
 #include "media/playback.h"
 
 #include <algorithm>
-#include <string>
 #include <utility>
 
 #include "base/number_text.h"

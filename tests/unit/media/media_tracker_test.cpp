@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <sstream>
@@ -404,7 +405,10 @@ TEST_F(MediaTrackerTest, TicksEachItemByItsOwnSecond) {
             std::string::npos);
   clock_.Advance(5050ms);  // nobody called in time
   EXPECT_EQ(media_.Monitor(), 250ms);
-  EXPECT_EQ(Hits().find("a.media.timePlayed=1 "), std::string::npos);
+  const std::string late = Hits();  // one report each, of all that was missed
+  EXPECT_EQ(std::count(late.begin(), late.end(), '\n'), 2) << late;
+  EXPECT_NE(late.find("name=a a.media.playerName=player a.media.timePlayed=5 \n"), late.npos);
+  EXPECT_NE(late.find("name=b a.media.playerName=player a.media.timePlayed=6 \n"), late.npos);
   Run("S-1", u"a");
   Run("C50", u"b");
   EXPECT_EQ(media_.Monitor(), 0ms);
