@@ -1,0 +1,43 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+namespace Veltro::Bench {
+
+/// The least that is an HTTP server: answers every request on loopback with an empty 200 and keeps
+/// connections open. It runs in a process of its own, so make it before any thread.
+class BareServer {
+ public:
+  BareServer();
+  ~BareServer();
+
+  BareServer(const BareServer&) = delete;
+  BareServer& operator=(const BareServer&) = delete;
+
+  /// "127.0.0.1:" and the port.
+  std::string Address() const;
+
+  /// Hits answered since the start, other requests not counted.
+  std::uint64_t Hits() const;
+
+  /// Waits until `count` hits have been answered; false after a minute.
+  bool WaitForHits(std::uint64_t count) const;
+
+  /// Connections over which at least one hit came.
+  std::uint64_t Connections() const;
+
+ private:
+  struct Counts;
+
+  [[noreturn]] void Serve();
+
+  Counts* counts_;  // shared with the server's process
+  int listener_;
+  std::uint16_t port_ = 0;
+  pid_t process_;
+};
+
+}  // namespace Veltro::Bench
