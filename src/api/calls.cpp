@@ -55,7 +55,7 @@ void PostTimedActionEnd(std::u16string action) {
 
 AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action) {
   return BeginOperation(false, [&](Runtime& current, const auto& answer) {
-    current.PostTracking([answer, action = std::move(action)](Runtime& runtime) {
+    current.PostTrackingQuestion([answer, action = std::move(action)](Runtime& runtime) {
       runtime.GetTimedActions().TrackingTimedActionExists(
           action, [answer](bool exists) { answer->Complete(exists); });
     });

@@ -79,15 +79,19 @@ class Runtime {
   /// Runs `track(runtime)` on the shared queue, provided that hits may be made when its turn comes.
   template <class Track>
   void PostTracking(Track track) {
-    sharedQueue_.Post([this, track = std::move(track)]() mutable {
-      if (MayTrack(GetConfiguration(), GetPrivacy())) track(*this);
-    });
+    sharedQueue_.PostSoon(Guarded(std::move(track)));
+  }
+
+  /// The same for a question whose answer somebody awaits.
+  template <class Question>
+  void PostTrackingQuestion(Question question) {
+    sharedQueue_.Post(Guarded(std::move(question)));
   }
 
   /// Runs `report(media)` on the media queue, provided that Analytics is configured.
   template <class Report>
   void PostMedia(Report report) {
-    mediaQueue_.Post([this, report = std::move(report)] {
+    mediaQueue_.PostSoon([this, report = std::move(report)] {
       if (CheckAnalyticsConfigured(GetConfiguration())) report(GetMedia());
     });
   }
@@ -157,6 +161,13 @@ class Runtime {
     Runtime& runtime;
     ~NetworkStop() { runtime.StopNetwork(); }
   };
+
+  template <class Track>
+  auto Guarded(Track track) {
+    return [this, track = std::move(track)]() mutable {
+      if (MayTrack(GetConfiguration(), GetPrivacy())) track(*this);
+    };
+  }
 
   template <class Request>
   void PostTo(ThreadPool& pool, Request request) {

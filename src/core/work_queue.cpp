@@ -25,17 +25,9 @@ WorkQueue::~WorkQueue() {
   if (thread_.joinable()) thread_.join();
 }
 
-void WorkQueue::Post(WorkItem item) {
-  bool wake;
-  {
-    const std::lock_guard lock(mutex_);
-    pending_.push_back(std::move(item));
-    RequireThread();
-    wake = waiting_;
-    waiting_ = false;
-  }
-  if (wake) wake_.notify_one();
-}
+void WorkQueue::Post(WorkItem item) { Add(std::move(item), Haste::Now); }
+
+void WorkQueue::PostSoon(WorkItem item) { Add(std::move(item), Haste::Soon); }
 
 bool WorkQueue::IsDone() {
   const std::lock_guard lock(mutex_);
@@ -58,6 +50,19 @@ bool WorkQueue::WaitUntilDone(std::chrono::milliseconds timeout) {
   return door->changed.wait_for(lock, timeout, [&] { return door->open; });
 }
 
+void WorkQueue::Add(WorkItem item, Haste haste) {
+  bool wake;
+  {
+    const std::lock_guard lock(mutex_);
+    pending_.push_back(std::move(item));
+    RequireThread();
+    if (haste == Haste::Soon) restsNext_ = true;
+    wake = sleep_ == Sleep::Deep || (sleep_ == Sleep::Rest && haste == Haste::Now);
+    if (wake) sleep_ = Sleep::None;
+  }
+  if (wake) wake_.notify_one();
+}
+
 void WorkQueue::RequireThread() {
   if (thread_.joinable()) return;
   if (auto thread = StartThread([this] { Run(); })) thread_ = *std::move(thread);
@@ -69,7 +74,7 @@ void WorkQueue::Run() {
   while (true) {
     while (pending_.empty()) {
       if (stopping_) return;
-      RunIdle(lock);
+      RunDry(lock);
     }
     batch.swap(pending_);
     running_ = true;
@@ -84,21 +89,29 @@ void WorkQueue::Run() {
   }
 }
 
-void WorkQueue::RunIdle(std::unique_lock<std::mutex>& lock) {
+void WorkQueue::RunDry(std::unique_lock<std::mutex>& lock) {
   std::chrono::milliseconds again{0};
   if (idleTask_) {
     lock.unlock();
     again = idleTask_();
     lock.lock();
   }
-  const auto ready = [this] { return !pending_.empty() || stopping_; };
-  waiting_ = true;
-  if (again.count() > 0) {
-    wake_.wait_for(lock, again, ready);
+  if (std::exchange(restsNext_, false)) WaitForItems(lock, Sleep::Rest, kRest);
+  WaitForItems(lock, Sleep::Deep, again);
+}
+
+/// Waits, at most `timeout` unless that is zero, for an item that wakes from such a sleep.
+void WorkQueue::WaitForItems(std::unique_lock<std::mutex>& lock, Sleep sleep,
+                             std::chrono::milliseconds timeout) {
+  if (!pending_.empty() || stopping_) return;
+  const auto isWoken = [this] { return sleep_ == Sleep::None || stopping_; };
+  sleep_ = sleep;
+  if (timeout.count() > 0) {
+    wake_.wait_for(lock, timeout, isWoken);
   } else {
-    wake_.wait(lock, ready);
+    wake_.wait(lock, isWoken);
   }
-  waiting_ = false;
+  sleep_ = Sleep::None;
 }
 
 }  // namespace Veltro::Internal

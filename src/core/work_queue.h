@@ -31,6 +31,14 @@ class WorkQueue {
   /// the system refuses a thread, the item waits for the next post to try again.
   void Post(WorkItem item);
 
+  /// `Post` for work that nobody waits for. To wake a sleeping thread costs the caller more than
+  /// all else; so after such an item the thread rests for `kRest`, during which others of the kind
+  /// do not wake it: it finds them when it gets up. Items keep their order, however they were
+  /// posted.
+  void PostSoon(WorkItem item);
+
+  static constexpr std::chrono::milliseconds kRest{4};
+
   /// Whether every item posted before the call has run.
   bool IsDone();
 
@@ -39,16 +47,23 @@ class WorkQueue {
   bool WaitUntilDone(std::chrono::milliseconds timeout);
 
  private:
+  enum class Haste { Now, Soon };
+  enum class Sleep { None, Rest, Deep };
+
+  void Add(WorkItem item, Haste haste);
   void RequireThread();  // with `mutex_` held
   void Run();
-  void RunIdle(std::unique_lock<std::mutex>& lock);
+  void RunDry(std::unique_lock<std::mutex>& lock);
+  void WaitForItems(std::unique_lock<std::mutex>& lock, Sleep sleep,
+                    std::chrono::milliseconds timeout);
 
   const IdleTask idleTask_;
   std::mutex mutex_;
   std::condition_variable wake_;
   std::vector<WorkItem> pending_;
-  bool running_ = false;  // the thread runs items
-  bool waiting_ = false;  // the thread waits for `wake_`
+  bool running_ = false;       // the thread runs items
+  bool restsNext_ = false;     // before it sleeps
+  Sleep sleep_ = Sleep::None;  // how the thread waits for `wake_`
   bool stopping_ = false;
   std::thread thread_;
 };
