@@ -64,10 +64,12 @@ std::vector<Figure> RunDrain(const Setting& setting, int count) {
   const double bareBefore = RunBareClient(bareUrl, count / 2);
   const std::uint64_t hits = server.Hits();
   const std::uint64_t connections = server.Connections();
-  const auto start = Clock::now();
   Config::SetPrivacyStatus(VeltroPrivacyStatus::OptIn);
+  server.WaitForHits(hits + 1);  // libcurl has been started, and the connection made
+  const auto start = Clock::now();
+  const std::uint64_t before = server.Hits();
   if (!server.WaitForHits(hits + static_cast<std::uint64_t>(count))) return {};
-  const double rate = count / Seconds(Clock::now() - start);
+  const double rate = static_cast<double>(server.Hits() - before) / Seconds(Clock::now() - start);
   const double used = static_cast<double>(server.Connections() - connections);
   const double bare = bareBefore + RunBareClient(bareUrl, count - count / 2);
   const std::string name = "drain of " + std::to_string(count) + " hits";

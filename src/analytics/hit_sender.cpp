@@ -47,6 +47,7 @@ HitSender::HitSender(HitStore& store, const Configuration& config, const SendPol
       facts_(facts),
       transport_(transport),
       clock_(clock),
+      connection_(transport.NewConnection()),
       baseUrl_(MakeBaseUrl(config)),
       host_(HostOf(config.server)),
       sleeper_(clock.NewSleeper()) {}
@@ -57,7 +58,7 @@ void HitSender::Stop() {
   const std::lock_guard lock(mutex_);
   stopping_ = true;
   sleeper_->Interrupt();
-  if (underWay_ != nullptr) underWay_->Cancel();
+  connection_->Stop();
 }
 
 void HitSender::Start() {
@@ -105,11 +106,7 @@ void HitSender::Drain() {
 }
 
 HitSender::Next HitSender::SendFirst() {
-  {
-    const std::lock_guard lock(mutex_);
-    if (stopping_) return Next::Stop;
-  }
-  if (policy_.Permission() != SendPermission::Send) return Next::Stop;
+  if (IsStopping() || policy_.Permission() != SendPermission::Send) return Next::Stop;
   if (!facts_.IsNetworkReachable(host_)) return Next::Stop;
   try {
     std::optional<HitStore::FirstHit> first = store_.First();
@@ -150,23 +147,9 @@ HitSender::Next HitSender::Request(const HitStore::FirstHit& first) {
   RequestHandler request(transport_, std::move(url), kRequestTimeout);
   request.AddHeader("User-Agent", ToUtf8(device_.GetUserAgent()));
   request.AddHeader("Accept-Language", ToUtf8(device_.GetLanguageTag()));
-  std::optional<RequestTask<std::int32_t>> task;
-  {
-    const std::lock_guard lock(mutex_);
-    if (stopping_) return Next::Stop;
-    task = request.GetStatusAsync();
-    underWay_ = &request;
-  }
-  task->Wait();
-  bool stopping;
-  {
-    const std::lock_guard lock(mutex_);
-    underWay_ = nullptr;
-    stopping = stopping_;
-  }
-  const std::int32_t status = task->Get();
+  const std::int32_t status = request.GetStatus(*connection_);
   // A request that was cancelled, or failed, because of the stop says nothing of its hit.
-  if (stopping && !IsSuccess(status)) return Next::Stop;
+  if (!IsSuccess(status) && IsStopping()) return Next::Stop;
   return Judge(first, status);
 }
 
@@ -207,6 +190,11 @@ void HitSender::RepairTimestamp(HitStore::FirstHit& first) {
   }
   first.hit.timestamp = repaired;
   store_.ReplaceFirst(first.id, first.hit);
+}
+
+bool HitSender::IsStopping() {
+  const std::lock_guard lock(mutex_);
+  return stopping_;
 }
 
 void HitSender::SetState(State state) {

@@ -16,6 +16,7 @@
 #include "core/work_queue.h"
 #include "platform/clock.h"
 #include "platform/device_facts.h"
+#include "platform/http_connection.h"
 #include "platform/http_transport.h"
 
 namespace Veltro::Internal {
@@ -63,6 +64,7 @@ class HitSender {
   void CoolDown();
   bool IsStale(const QueuedHit& hit);
   void RepairTimestamp(HitStore::FirstHit& first);
+  bool IsStopping();
   void SetState(State state);
 
   HitStore& store_;
@@ -72,6 +74,7 @@ class HitSender {
   DeviceFacts& facts_;
   HttpTransport& transport_;
   Clock& clock_;
+  const std::unique_ptr<HttpConnection> connection_;
   const std::string baseUrl_;
   const std::string host_;
   const std::unique_ptr<Sleeper> sleeper_;
@@ -82,8 +85,7 @@ class HitSender {
   State state_ = State::Idle;
   bool startAgain_ = false;  // a start was asked for since the sender last looked
   bool stopping_ = false;
-  RequestHandler* underWay_ = nullptr;  // the request to cancel when stopping
-  WorkQueue worker_;                    // last: its thread uses all of the above
+  WorkQueue worker_;  // last: its thread uses all of the above
 };
 
 }  // namespace Veltro::Internal

@@ -21,26 +21,32 @@ std::string ReadBody(HttpResult& result) {
   return ToUtf8(ToUtf16(result.body));
 }
 
-}  // namespace
-
+/// What `read` makes of an answer, or `onTimeOut`. Throws `PlatformError` when there is none.
 template <class T>
-T RequestTask<T>::Get() {
-  HttpResult answer = answer_.get();
-  peerIsPublic_ = answer.peerIsPublic;
+T Judge(HttpResult& answer, T (*read)(HttpResult&), T onTimeOut) {
   if (answer.outcome == HttpResult::Outcome::Cancelled) {
     LogDebug("Request Handler - Request timed out");
-    return std::move(onTimeOut_);
+    return onTimeOut;
   }
   if (answer.outcome == HttpResult::Outcome::Failed) {
     LogDebug("Request Handler - Error processing request (%s)", RequestErrorText(answer.error));
     throw PlatformError(answer.error, std::string(RequestErrorText(answer.error)));
   }
   try {
-    return read_(answer);
+    return read(answer);
   } catch (const PlatformError& error) {
     LogDebug("Request Handler - Error processing request (%s)", error.what());
     throw;
   }
+}
+
+}  // namespace
+
+template <class T>
+T RequestTask<T>::Get() {
+  HttpResult answer = answer_.get();
+  peerIsPublic_ = answer.peerIsPublic;
+  return Judge(answer, read_, std::move(onTimeOut_));
 }
 
 template class RequestTask<std::int32_t>;
@@ -67,7 +73,10 @@ RequestTask<std::int32_t> RequestHandler::GetStatusAsync() {
 
 RequestTask<std::string> RequestHandler::GetStringAsync() { return {Start(), ReadBody, ""}; }
 
-void RequestHandler::Cancel() { transport_.Cancel(id_); }
+std::int32_t RequestHandler::GetStatus(HttpConnection& connection) const {
+  HttpResult answer = connection.Get(request_);
+  return Judge(answer, ReadStatus, kRequestTimeoutStatus);
+}
 
 void RequestHandler::SetCookie(const std::string& name, const std::string& value) {
   transport_.SetCookie(request_.url, name, value);
@@ -83,8 +92,7 @@ std::string RequestHandler::GetCookie(const std::string& name) {
 
 std::future<HttpResult> RequestHandler::Start() {
   const auto promise = std::make_shared<std::promise<HttpResult>>();
-  id_ = transport_.Get(request_,
-                       [promise](HttpResult answer) { promise->set_value(std::move(answer)); });
+  transport_.Get(request_, [promise](HttpResult answer) { promise->set_value(std::move(answer)); });
   return promise->get_future();
 }
 

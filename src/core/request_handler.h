@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/http_connection.h"
 #include "platform/http_transport.h"
 
 namespace Veltro::Internal {
@@ -38,8 +39,8 @@ class RequestTask {
 };
 
 /// One HTTP GET: the single place where the library talks HTTP. Make a handler for a URI, add
-/// headers, start one GET, wait for the status or the body. Used by one caller at a time; may be
-/// dropped while the GET is under way, which goes on.
+/// headers, carry out one GET, or start it and wait for the status or the body later. Used by one
+/// caller at a time; may be dropped while a GET that was started is under way, which goes on.
 ///
 /// A time-out or cancellation is never an error: it yields the status 408 or the empty body. Every
 /// other failure is logged here at debug level and raised from the task, so that each caller adds
@@ -65,8 +66,9 @@ class RequestHandler {
   /// fails.
   RequestTask<std::string> GetStringAsync();
 
-  /// Ends the GET under way as a time-out would.
-  void Cancel();
+  /// Carries out a GET over `connection`, on this thread, and returns the status of its answer.
+  /// Throws `PlatformError`, with its HRESULT, when there is none.
+  std::int32_t GetStatus(HttpConnection& connection) const;
 
   // The cookies that go with the URI, before the GET and after it. What is set here counts for the
   // registrable domain of its host and never expires; a cookie that is not there reads as "".
@@ -79,7 +81,6 @@ class RequestHandler {
 
   HttpTransport& transport_;
   HttpRequest request_;
-  HttpTransport::RequestId id_ = 0;
 };
 
 /// What the log says of a failed request with this HRESULT.

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,8 @@ inline constexpr std::uint32_t kHttpRedirectFailed = 0x80072F80;
 inline constexpr std::uint32_t kHttpTlsFailed = 0x80072F30;
 inline constexpr std::uint32_t kHttpUnknownError = 0x80004005;
 
+class HttpConnection;
+
 /// The HTTP client. Safe to use from any thread; connections are kept alive between requests.
 ///
 /// Redirects (301, 302, 303, 307, 308 with a Location) are followed to http and https only, never
@@ -84,6 +87,9 @@ class HttpTransport {
 
   /// Ends a request early with `Cancelled`; one that has ended is left alone.
   virtual void Cancel(RequestId id) = 0;
+
+  /// A client for one caller that waits for each of its requests.
+  virtual std::unique_ptr<HttpConnection> NewConnection() = 0;
 
   /// Cancels every request under way and every one to come, whose completions are called as ever,
   /// and returns at once. Cookies can still be set and read. May be called more than once.

@@ -1,6 +1,7 @@
 #include "fakes/fake_http_transport.h"
 
 #include <algorithm>
+#include <future>
 #include <utility>
 
 namespace Veltro::Internal::Testing {
@@ -19,6 +20,35 @@ std::string HostOf(const std::string& url) {
   const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
   return url.substr(start, url.find_first_of(":/?#", start) - start);
 }
+
+/// A connection whose requests the transport answers like all others.
+class FakeHttpConnection : public HttpConnection {
+ public:
+  explicit FakeHttpConnection(FakeHttpTransport& transport) : transport_(transport) {}
+
+  HttpResult Get(const HttpRequest& request) override {
+    std::promise<HttpResult> promise;
+    {
+      const std::lock_guard lock(mutex_);
+      if (isStopped_) return {};
+      id_ =
+          transport_.Get(request, [&](HttpResult result) { promise.set_value(std::move(result)); });
+    }
+    return promise.get_future().get();
+  }
+
+  void Stop() override {
+    const std::lock_guard lock(mutex_);
+    isStopped_ = true;
+    transport_.Cancel(id_);
+  }
+
+ private:
+  FakeHttpTransport& transport_;
+  std::mutex mutex_;
+  bool isStopped_ = false;
+  HttpTransport::RequestId id_ = 0;
+};
 
 }  // namespace
 
@@ -63,6 +93,10 @@ void FakeHttpTransport::Stop() {
   stopped_ = true;
   for (auto& [id, completion] : pending_) Deliver(std::move(completion), {});
   pending_.clear();
+}
+
+std::unique_ptr<HttpConnection> FakeHttpTransport::NewConnection() {
+  return std::make_unique<FakeHttpConnection>(*this);
 }
 
 void FakeHttpTransport::SetCookie(const std::string& url, const std::string& name,

@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/http_connection.h"
 #include "platform/http_transport.h"
 
 namespace Veltro::Internal::Testing {
@@ -37,6 +39,7 @@ class FakeHttpTransport : public HttpTransport {
   RequestId Get(HttpRequest request, Completion completion) override;
   void Cancel(RequestId id) override;
   void Stop() override;
+  std::unique_ptr<HttpConnection> NewConnection() override;
   void SetCookie(const std::string& url, const std::string& name,
                  const std::string& value) override;
   void ClearCookie(const std::string& url, const std::string& name) override;

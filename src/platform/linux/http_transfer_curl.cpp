@@ -3,13 +3,13 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "platform/linux/cookie_line.h"
 #include "platform/linux/device_facts_linux.h"
 #include "platform/linux/environment.h"
 #include "platform/linux/public_address.h"
-#include "platform/platform_error.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -18,6 +18,7 @@ using std::chrono::milliseconds;
 
 constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
 constexpr const char* kProtocols = "http,https";
+constexpr milliseconds kLongestTimeout = std::chrono::hours(24);
 
 bool StartsWith(std::string_view text, std::string_view lowerCasePrefix) {
   if (text.size() < lowerCasePrefix.size()) return false;
@@ -221,6 +222,32 @@ HttpTransferCurl::Next HttpTransferCurl::Failed(std::uint32_t error, std::string
   result_.error = error;
   result_.errorMessage = std::move(message);
   return Next::Ended;
+}
+
+CurlMulti MakeCurlMulti() {
+  CurlMulti multi(curl_multi_init());
+  // Without file descriptors for waking it, its thread could never be reached again.
+  if (!multi || curl_multi_wakeup(multi.get()) != CURLM_OK) {
+    throw PlatformError(kHttpUnknownError, "libcurl cannot start");
+  }
+  return multi;
+}
+
+void WaitForCurlMulti(CURLM* multi) {
+  constexpr int kUntilWoken = std::numeric_limits<int>::max();
+  curl_multi_poll(multi, nullptr, 0, kUntilWoken, nullptr);
+}
+
+HttpTransferCurl::TimePoint HttpDeadlineAfter(milliseconds timeout) {
+  return std::chrono::steady_clock::now() + std::clamp(timeout, milliseconds(0), kLongestTimeout);
+}
+
+HttpResult HttpFailure(const PlatformError& error) {
+  HttpResult result;
+  result.outcome = HttpResult::Outcome::Failed;
+  result.error = error.HResult().value_or(kHttpUnknownError);
+  result.errorMessage = error.what();
+  return result;
 }
 
 std::uint32_t HttpErrorOf(CURLcode code) {

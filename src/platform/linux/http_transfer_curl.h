@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/http_transport.h"
+#include "platform/platform_error.h"
 
 namespace Veltro::Internal {
 
@@ -84,6 +85,24 @@ class HttpTransferCurl {
   std::size_t headerBytes_ = 0;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
 };
+
+struct CurlMultiCleanup {
+  void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+};
+using CurlMulti = std::unique_ptr<CURLM, CurlMultiCleanup>;
+
+/// A multi handle, once libcurl has been started. Throws `PlatformError` when there is none to be
+/// had, or none that can be woken from its wait.
+CurlMulti MakeCurlMulti();
+
+/// Sleeps until libcurl has something to do or the handle is woken.
+void WaitForCurlMulti(CURLM* multi);
+
+/// When a request that starts now has to end.
+HttpTransferCurl::TimePoint HttpDeadlineAfter(std::chrono::milliseconds timeout);
+
+/// The result of a request that never started.
+HttpResult HttpFailure(const PlatformError& error);
 
 /// The HRESULT that stands for a libcurl failure.
 std::uint32_t HttpErrorOf(CURLcode code);

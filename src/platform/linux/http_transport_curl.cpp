@@ -1,10 +1,10 @@
 #include "platform/linux/http_transport_curl.h"
 
 #include <algorithm>
-#include <limits>
 #include <system_error>
 #include <utility>
 
+#include "platform/linux/http_connection_curl.h"
 #include "platform/linux/thread_signals.h"
 #include "platform/platform_error.h"
 
@@ -12,22 +12,8 @@ namespace Veltro::Internal {
 namespace {
 
 constexpr std::size_t kMaxIdleTransfers = 4;
-constexpr std::chrono::milliseconds kLongestTimeout = std::chrono::hours(24);
-
-HttpTransferCurl::TimePoint DeadlineAfter(std::chrono::milliseconds timeout) {
-  return std::chrono::steady_clock::now() +
-         std::clamp(timeout, std::chrono::milliseconds(0), kLongestTimeout);
-}
 
 HttpResult Cancelled() { return {}; }
-
-HttpResult Failure(const PlatformError& error) {
-  HttpResult result;
-  result.outcome = HttpResult::Outcome::Failed;
-  result.error = error.HResult().value_or(kHttpUnknownError);
-  result.errorMessage = error.what();
-  return result;
-}
 
 }  // namespace
 
@@ -46,7 +32,7 @@ HttpTransportCurl::~HttpTransportCurl() {
 }
 
 HttpTransport::RequestId HttpTransportCurl::Get(HttpRequest request, Completion completion) {
-  const auto deadline = DeadlineAfter(request.timeout);
+  const auto deadline = HttpDeadlineAfter(request.timeout);
   std::lock_guard lock(mutex_);
   if (!thread_.joinable()) StartThread();
   const RequestId id = ++lastId_;
@@ -63,6 +49,10 @@ void HttpTransportCurl::Stop() {
   std::lock_guard lock(mutex_);
   isStopped_ = true;
   WakeThread();
+}
+
+std::unique_ptr<HttpConnection> HttpTransportCurl::NewConnection() {
+  return std::make_unique<HttpConnectionCurl>(caFile_, cookies_);
 }
 
 void HttpTransportCurl::SetCookie(const std::string& url, const std::string& name,
@@ -123,8 +113,7 @@ void HttpTransportCurl::WaitForOrders() {
   if (!multi_) return orderCame_.wait(lock, isNeeded);
   if (isNeeded()) return;
   lock.unlock();
-  constexpr int kUntilWoken = std::numeric_limits<int>::max();
-  curl_multi_poll(multi_.get(), nullptr, 0, kUntilWoken, nullptr);
+  WaitForCurlMulti(multi_.get());
 }
 
 bool HttpTransportCurl::TakeOrders(std::vector<Order>& orders) {
@@ -140,7 +129,7 @@ void HttpTransportCurl::Obey(Order& order) {
   try {
     Start(order);
   } catch (const PlatformError& error) {
-    order.completion(Failure(error));
+    order.completion(HttpFailure(error));
   }
 }
 
@@ -229,11 +218,7 @@ void HttpTransportCurl::Recycle(std::unique_ptr<HttpTransferCurl> transfer) {
 void HttpTransportCurl::RequireMulti() {
   if (multi_) return;
   cookies_.Share();  // starts libcurl
-  std::unique_ptr<CURLM, MultiCleanup> multi(curl_multi_init());
-  // Without file descriptors for waking it, the thread could never be reached again.
-  if (!multi || curl_multi_wakeup(multi.get()) != CURLM_OK) {
-    throw PlatformError(kHttpUnknownError, "libcurl cannot start");
-  }
+  CurlMulti multi = MakeCurlMulti();
   std::lock_guard lock(mutex_);
   multi_ = std::move(multi);
 }

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/http_connection.h"
 #include "platform/http_transport.h"
 #include "platform/linux/cookie_jar_curl.h"
 #include "platform/linux/http_transfer_curl.h"
@@ -36,6 +37,7 @@ class HttpTransportCurl : public HttpTransport {
   RequestId Get(HttpRequest request, Completion completion) override;
   void Cancel(RequestId id) override;
   void Stop() override;
+  std::unique_ptr<HttpConnection> NewConnection() override;
   void SetCookie(const std::string& url, const std::string& name,
                  const std::string& value) override;
   void ClearCookie(const std::string& url, const std::string& name) override;
@@ -45,10 +47,6 @@ class HttpTransportCurl : public HttpTransport {
   }
 
  private:
-  struct MultiCleanup {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
-  };
-
   /// An order to the network thread: to start a request, or to cancel it when there is no
   /// completion.
   struct Order {
@@ -95,7 +93,7 @@ class HttpTransportCurl : public HttpTransport {
   std::atomic<bool> isStopped_ = false;  // set under the lock; cancels all requests
   bool isEnding_ = false;                // ends the thread
   // Made and used by the network thread; the lock guards its making, for those who wake it.
-  std::unique_ptr<CURLM, MultiCleanup> multi_;
+  CurlMulti multi_;
   std::thread thread_;
 
   // Of the network thread alone:
