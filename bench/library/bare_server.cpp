@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -25,6 +26,14 @@ namespace {
 constexpr std::string_view kAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
 constexpr std::string_view kHitStart = "GET /b/ss/";
 constexpr std::string_view kRequestEnd = "\r\n\r\n";
+
+/// Keeps `process` to the processors from `first` up to `end`.
+void KeepToProcessors(pid_t process, long first, long end) {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  for (long i = first; i < end; ++i) CPU_SET(static_cast<std::size_t>(i), &processors);
+  sched_setaffinity(process, sizeof processors, &processors);
+}
 
 struct Connection {
   int socket;
@@ -67,6 +76,13 @@ BareServer::~BareServer() {
   munmap(counts_, sizeof(Counts));
 }
 
+void BareServer::KeepApart() const {
+  const long processors = sysconf(_SC_NPROCESSORS_ONLN);
+  if (processors < 2) return;
+  KeepToProcessors(process_, processors - 1, processors);
+  KeepToProcessors(0, 0, processors - 1);
+}
+
 std::string BareServer::Address() const { return "127.0.0.1:" + std::to_string(port_); }
 
 std::uint64_t BareServer::Hits() const { return counts_->hits; }
@@ -77,7 +93,7 @@ bool BareServer::WaitForHits(std::uint64_t count) const {
   const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (Hits() < count) {
     if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   return true;
 }

@@ -17,6 +17,11 @@ class BareServer {
   BareServer(const BareServer&) = delete;
   BareServer& operator=(const BareServer&) = delete;
 
+  /// Keeps the server to the last processor and this process to the others, but for threads that
+  /// run already: where the scheduler happens to put client and server makes a factor of two, which
+  /// is not what is measured.
+  void KeepApart() const;
+
   /// "127.0.0.1:" and the port.
   std::string Address() const;
 

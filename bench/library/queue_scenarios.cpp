@@ -53,6 +53,7 @@ std::vector<Figure> RunStore(const Setting& setting) {
 /// Sends a queue of `count` hits, and asks the same server as often with libcurl alone.
 std::vector<Figure> RunDrain(const Setting& setting, int count) {
   const BareServer server;
+  server.KeepApart();
   const Sandbox sandbox(server.Address(), setting.templates, 0);
   FillQueue(count);
   WaitUntilStored();
