@@ -12,12 +12,29 @@ if(VELTRO_SANITIZE)
   target_link_options(veltro_options INTERFACE -fsanitize=${VELTRO_SANITIZE})
 endif()
 
-# veltro_layer(NAME SOURCES ... [LIBRARIES ...])
+# What is shipped is compiled for size: nearly all of it runs seldom, and the little that runs with
+# every call is named by its layer (HOT). Link-time optimisation then merges what the files have in
+# common; the objects can be linked without it, too. Run-time type information serves nobody here.
+include(CheckLinkerFlag)
+set(VELTRO_SHIPPED "$<AND:$<NOT:$<CONFIG:Debug>>,$<NOT:$<BOOL:${VELTRO_SANITIZE}>>>")
+set(veltro_size_options -Os -fno-rtti)
+set(veltro_shared_options "")
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND veltro_size_options -flto=auto -ffat-lto-objects)
+  list(APPEND veltro_shared_options "$<${VELTRO_SHIPPED}:-flto=auto>")
+endif()
+check_linker_flag(CXX "LINKER:-z,pack-relative-relocs" VELTRO_LINKER_PACKS_RELOCATIONS)
+if(VELTRO_LINKER_PACKS_RELOCATIONS)
+  list(APPEND veltro_shared_options "LINKER:-z,pack-relative-relocs")
+endif()
+
+# veltro_layer(NAME SOURCES ... [HOT ...] [LIBRARIES ...])
 #
 # One folder of src as an object library. Which other layers it may use stands in src/LAYERS;
-# LIBRARIES names the outside libraries that it, and nobody else, calls.
+# LIBRARIES names the outside libraries that it, and nobody else, calls; HOT those of its sources
+# that are compiled for speed.
 function(veltro_layer name)
-  cmake_parse_arguments(PARSE_ARGV 1 LAYER "" "" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 LAYER "" "" "SOURCES;HOT;LIBRARIES")
   string(REPLACE "/" "_" target "veltro_${name}")
   add_library(${target} OBJECT ${LAYER_SOURCES})
   set_target_properties(${target} PROPERTIES
@@ -25,6 +42,8 @@ function(veltro_layer name)
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(${target} PRIVATE "$<${VELTRO_SHIPPED}:${veltro_size_options}>")
+  set_source_files_properties(${LAYER_HOT} PROPERTIES COMPILE_OPTIONS "$<${VELTRO_SHIPPED}:-O2>")
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/src")
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/include")
   target_link_libraries(${target} PRIVATE veltro_options ${LAYER_LIBRARIES} Threads::Threads)

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/number_text.h"
+#include "core/json_parser.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -120,7 +121,7 @@ std::optional<QueuedHit> ReadHitElement(std::string_view element) {
     const std::size_t length = element.rfind(kElementMiddle) - kElementHead.size();
     return QueuedHit{std::string(element.substr(kElementHead.size(), length)), own->timestamp};
   }
-  const json parsed = json::parse(element, nullptr, false);
+  const json parsed = ParseJson(element);
   return ReadJsonElement(parsed);
 }
 
@@ -140,7 +141,7 @@ std::optional<std::vector<HitElement>> IndexHitDocument(std::string_view text) {
 }
 
 ForeignHitDocument ReadForeignHitDocument(std::string_view text) {
-  const json root = json::parse(text, nullptr, false);
+  const json root = ParseJson(text);
   if (!root.is_object() || !root.contains("Hits") || !root["Hits"].is_array()) {
     return {SalvageHits(text), false};
   }

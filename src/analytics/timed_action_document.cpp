@@ -5,6 +5,7 @@
 
 #include "base/number_text.h"
 #include "base/utf.h"
+#include "core/json_parser.h"
 #include "core/log.h"
 #include "platform/platform_error.h"
 
@@ -63,7 +64,7 @@ std::string WriteTimedActions(const TimedActions& actions) {
 }
 
 TimedActions ReadTimedActions(std::string_view text) {
-  const json root = json::parse(text, nullptr, false);
+  const json root = ParseJson(text);
   if (!root.is_object() || !root.contains("Actions") || !root["Actions"].is_array()) {
     throw PlatformError("the file is no JSON object with an array \"Actions\"");
   }

@@ -4,24 +4,13 @@
 
 #include "base/utf.h"
 #include "core/assigned_id.h"
+#include "core/json_parser.h"
 #include "platform/platform_error.h"
 
 namespace Veltro::Internal {
 namespace {
 
 using nlohmann::json;
-
-constexpr int kMaxNesting = 32;
-
-json ParseBounded(const std::string& text) {
-  bool isTooDeep = false;
-  const auto watch = [&](int depth, json::parse_event_t, const json&) {
-    isTooDeep = isTooDeep || depth > kMaxNesting;
-    return !isTooDeep;
-  };
-  json parsed = json::parse(text, watch, false);
-  return isTooDeep ? json() : parsed;
-}
 
 /// The text under `key`, empty when there is none. Throws when it is something else.
 std::string TextMember(const json& object, const char* key) {
@@ -66,7 +55,7 @@ StringMap ReadSegments(const json& root) {
 }  // namespace
 
 std::optional<SkaipraResponse> ParseSkaipraResponse(const std::string& body) {
-  const json root = ParseBounded(body);
+  const json root = ParseJson(body);
   if (!root.is_object()) return std::nullopt;
   SkaipraResponse response;
   response.destinations = ReadDestinations(root);

@@ -4,6 +4,7 @@
 
 #include "base/utf.h"
 #include "core/assigned_id.h"
+#include "core/json_parser.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -13,7 +14,7 @@ constexpr std::u16string_view kProfileKey = u"KestrelUserProfile";
 
 StringMap ParseProfile(const std::string& text) {
   StringMap profile;
-  const nlohmann::json stored = nlohmann::json::parse(text, nullptr, false);
+  const nlohmann::json stored = ParseJson(text);
   if (!stored.is_object()) return profile;
   for (const auto& [key, value] : stored.items()) {
     if (value.is_string()) profile.Set(ToUtf16(key), ToUtf16(value.get<std::string>()));

@@ -8,6 +8,7 @@
 #include "base/number_text.h"
 #include "base/utf.h"
 #include "config/privacy.h"
+#include "core/json_parser.h"
 #include "core/log.h"
 
 namespace Veltro::Internal {
@@ -108,7 +109,7 @@ void ReadAudienceManager(const json& root, Configuration& config) {
 void LoadInto(Configuration& config, Package& package, SettingsStore& settings) {
   const std::optional<std::string> text = package.ReadFile("VeltroConfig.json");
   if (!text) return LogDebug("Config - Unable to find local VeltroConfig.json file");
-  const json root = json::parse(*text, nullptr, false);
+  const json root = ParseJson(*text);
   if (!root.is_object()) {
     return LogDebug("Config - Unable to parse local config file (empty or malformed json)");
   }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/utf.h"
+#include "core/json_parser.h"
 #include "core/log.h"
 #include "core/request_handler.h"
 
@@ -17,7 +18,7 @@ constexpr std::chrono::milliseconds kServerTimeout{500};
 /// The member "id" of a JSON object; empty when `text` is none. Throws when "id" is no string.
 std::u16string ParseIdentifier(const std::string& text) {
   if (text.empty() || text.front() != '{') return {};
-  const nlohmann::json answer = nlohmann::json::parse(text, nullptr, false);
+  const nlohmann::json answer = ParseJson(text);
   if (!answer.is_object() || !answer.contains("id")) return {};
   return ToUtf16(answer["id"].get_ref<const std::string&>());
 }
