@@ -32,7 +32,8 @@ class AudienceManagerFactory final : public StaticsFactory<Abi::IAudienceManager
       Abi::ContextMap* traits,
       Abi::IAsyncOperation<Abi::StringMapView*>** operation) noexcept override {
     return Deliver(operation, [&] {
-      return ActivationOperation<Abi::StringMapView*>::Make(Signal(ReadContextData(traits)));
+      return ActivationOperation<Abi::StringMapView*>::Make(
+          Signal(ContextDataCopy(ReadContextData(traits))));
     });
   }
 

@@ -10,19 +10,19 @@ namespace Veltro {
 using namespace Internal;
 
 void Analytics::TrackState(std::string_view state, const ContextData& data) {
-  Enter([&] { PostState(ToUtf16(state), ConvertContextData(data)); });
+  Enter([&] { PostState(ToUtf16(state), ContextDataCopy(data)); });
 }
 
 void Analytics::TrackAction(std::string_view action, const ContextData& data) {
-  Enter([&] { PostAction(ToUtf16(action), ConvertContextData(data)); });
+  Enter([&] { PostAction(ToUtf16(action), ContextDataCopy(data)); });
 }
 
 void Analytics::TrackTimedActionStart(std::string_view action, const ContextData& data) {
-  Enter([&] { PostTimedActionStart(ToUtf16(action), ConvertContextData(data)); });
+  Enter([&] { PostTimedActionStart(ToUtf16(action), ContextDataCopy(data)); });
 }
 
 void Analytics::TrackTimedActionUpdate(std::string_view action, const ContextData& data) {
-  Enter([&] { PostTimedActionUpdate(ToUtf16(action), ConvertContextData(data)); });
+  Enter([&] { PostTimedActionUpdate(ToUtf16(action), ContextDataCopy(data)); });
 }
 
 void Analytics::TrackTimedActionEnd(std::string_view action) {
@@ -34,7 +34,7 @@ AsyncOperation<bool> Analytics::TrackingTimedActionExists(std::string_view actio
 }
 
 void Analytics::TrackLifetimeValueIncrease(double amount, const ContextData& data) {
-  Enter([&] { PostLifetimeValueIncrease(amount, ConvertContextData(data)); });
+  Enter([&] { PostLifetimeValueIncrease(amount, ContextDataCopy(data)); });
 }
 
 void Analytics::TrackLocation(double latitude, double longitude, const ContextData& data) {
@@ -43,7 +43,7 @@ void Analytics::TrackLocation(double latitude, double longitude, const ContextDa
 
 void Analytics::TrackLocation(double latitude, double longitude, double accuracy,
                               const ContextData& data) {
-  Enter([&] { PostLocation({latitude, longitude}, accuracy, ConvertContextData(data)); });
+  Enter([&] { PostLocation({latitude, longitude}, accuracy, ContextDataCopy(data)); });
 }
 
 std::int32_t Analytics::GetTrackingQueueSize() {

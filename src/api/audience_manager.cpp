@@ -33,7 +33,7 @@ void AudienceManager::SetDpidAndDpuuid(std::string_view dpid, std::string_view d
 
 AsyncOperation<std::optional<AudienceManager::Profile>> AudienceManager::SignalWithData(
     const ContextData& traits) {
-  return Signal(ConvertContextData(traits));
+  return Signal(ContextDataCopy(traits));
 }
 
 }  // namespace Veltro

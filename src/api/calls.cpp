@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "analytics/lifetime_value.h"
-#include "api/context_data_conversion.h"
 #include "api/entry.h"
 #include "api/runtime.h"
 #include "core/log.h"
@@ -19,31 +18,31 @@ constexpr std::chrono::milliseconds kAnswerTimeout{100};
 
 }  // namespace
 
-void PostState(std::u16string state, StringMap data) {
+void PostState(std::u16string state, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [state = std::move(state), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTracker().TrackState(state, std::move(data));
+        runtime.GetTracker().TrackState(state, data.Convert());
       });
 }
 
-void PostAction(std::u16string action, StringMap data) {
+void PostAction(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTracker().TrackAction(action, std::move(data));
+        runtime.GetTracker().TrackAction(action, data.Convert());
       });
 }
 
-void PostTimedActionStart(std::u16string action, StringMap data) {
+void PostTimedActionStart(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTimedActions().TrackTimedActionStart(action, std::move(data));
+        runtime.GetTimedActions().TrackTimedActionStart(action, data.Convert());
       });
 }
 
-void PostTimedActionUpdate(std::u16string action, StringMap data) {
+void PostTimedActionUpdate(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) {
-        runtime.GetTimedActions().TrackTimedActionUpdate(action, data);
+        runtime.GetTimedActions().TrackTimedActionUpdate(action, data.Convert());
       });
 }
 
@@ -62,17 +61,16 @@ AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action) {
   });
 }
 
-void PostLifetimeValueIncrease(double amount, StringMap data) {
+void PostLifetimeValueIncrease(double amount, ContextDataCopy data) {
   Runtime::Current().PostTracking([amount, data = std::move(data)](Runtime& runtime) mutable {
-    TrackLifetimeValueIncrease(amount, std::move(data), runtime.GetSettings(),
-                               runtime.GetTracker());
+    TrackLifetimeValueIncrease(amount, data.Convert(), runtime.GetSettings(), runtime.GetTracker());
   });
 }
 
-void PostLocation(Position position, double accuracy, StringMap data) {
+void PostLocation(Position position, double accuracy, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [position, accuracy, data = std::move(data)](Runtime& runtime) mutable {
-        TrackLocation(position, accuracy, std::move(data), runtime.GetConfiguration(),
+        TrackLocation(position, accuracy, data.Convert(), runtime.GetConfiguration(),
                       runtime.GetPersistentParameters(), runtime.GetTracker());
       });
 }
@@ -130,9 +128,9 @@ void PostMediaReport(MediaEvent event, std::u16string name, double offset) {
   });
 }
 
-void PostMediaTrack(std::u16string name, StringMap data) {
+void PostMediaTrack(std::u16string name, ContextDataCopy data) {
   Runtime::Current().PostMedia([name = std::move(name), data = std::move(data)](
-                                   MediaTracker& media) { media.Track(name, data); });
+                                   MediaTracker& media) { media.Track(name, data.Convert()); });
 }
 
 void OpenMedia(MediaSettings settings) {
@@ -145,11 +143,12 @@ void CloseMedia(std::u16string name) {
       [name = std::move(name)](MediaTracker& media) { media.Close(name); });
 }
 
-AsyncOperation<std::optional<AudienceManager::Profile>> Signal(StringMap traits) {
+AsyncOperation<std::optional<AudienceManager::Profile>> Signal(ContextDataCopy traits) {
   using Result = std::optional<AudienceManager::Profile>;
   return BeginOperation(Result(std::in_place), [&](Runtime& current, const auto& answer) {
     current.PostSignal([answer, traits = std::move(traits)](Runtime& runtime) {
-      const std::optional<StringMap> profile = runtime.GetSkaipra().SignalWithData(traits);
+      const std::optional<StringMap> profile =
+          runtime.GetSkaipra().SignalWithData(traits.Convert());
       answer->Complete(profile ? Result(ToUtf8Map(*profile)) : std::nullopt);
     });
   });

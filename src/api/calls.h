@@ -5,6 +5,7 @@
 #include <string>
 
 #include "analytics/location.h"
+#include "api/context_data_conversion.h"
 #include "base/string_map.h"
 #include "media/playback.h"
 #include "veltro/async_operation.h"
@@ -19,13 +20,13 @@ namespace Veltro::Internal {
 /// and decide what becomes of an exception (out of memory is all that can go wrong here). They post
 /// the work to the shared queue of the current runtime and return.
 
-void PostState(std::u16string state, StringMap data);
-void PostAction(std::u16string action, StringMap data);
-void PostTimedActionStart(std::u16string action, StringMap data);
-void PostTimedActionUpdate(std::u16string action, StringMap data);
+void PostState(std::u16string state, ContextDataCopy data);
+void PostAction(std::u16string action, ContextDataCopy data);
+void PostTimedActionStart(std::u16string action, ContextDataCopy data);
+void PostTimedActionUpdate(std::u16string action, ContextDataCopy data);
 void PostTimedActionEnd(std::u16string action);
-void PostLifetimeValueIncrease(double amount, StringMap data);
-void PostLocation(Position position, double accuracy, StringMap data);
+void PostLifetimeValueIncrease(double amount, ContextDataCopy data);
+void PostLocation(Position position, double accuracy, ContextDataCopy data);
 void PostClearTrackingQueue();
 void PostPrivacyStatus(VeltroPrivacyStatus status);
 void PostDebugLogging(bool enabled);
@@ -37,7 +38,7 @@ void PostClearStoredIds();
 
 /// These post to the media queue instead.
 void PostMediaReport(MediaEvent event, std::u16string name, double offset);
-void PostMediaTrack(std::u16string name, StringMap data);
+void PostMediaTrack(std::u16string name, ContextDataCopy data);
 
 /// These take effect before they return, if no earlier report of media waits.
 void OpenMedia(MediaSettings settings);
@@ -60,7 +61,7 @@ AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action);
 
 /// The answer is the profile that the signal brought, empty when it brought none, and nothing when
 /// Skaipra is not configured.
-AsyncOperation<std::optional<AudienceManager::Profile>> Signal(StringMap traits);
+AsyncOperation<std::optional<AudienceManager::Profile>> Signal(ContextDataCopy traits);
 
 /// The answer is the content of the location, or the default content; "" when Target is not
 /// configured, and for a request that is null.

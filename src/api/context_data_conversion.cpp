@@ -2,8 +2,11 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <variant>
 
 #include "base/utf.h"
@@ -11,60 +14,142 @@
 namespace Veltro::Internal {
 namespace {
 
+/// What a value is, as far as its text depends on it.
+enum class Kind : std::uint32_t { Ignored, Text, Signed, Unsigned, Single, Double, Boolean };
+
+struct RecordHead {
+  std::uint32_t keySize;
+  std::uint32_t valueSize;
+  Kind kind;
+};
+
+template <class T>
+constexpr Kind KindOf() {
+  if (std::is_same_v<T, std::string>) return Kind::Text;
+  if (std::is_same_v<T, bool>) return Kind::Boolean;
+  if (std::is_same_v<T, float>) return Kind::Single;
+  if (std::is_same_v<T, double>) return Kind::Double;
+  if (!std::is_integral_v<T> || sizeof(T) == 1 || std::is_same_v<T, char16_t>) return Kind::Ignored;
+  return std::is_signed_v<T> ? Kind::Signed : Kind::Unsigned;
+}
+
+/// A value without its type: a text, or the bytes of a number of the widest type of its kind.
+class Plain {
+ public:
+  explicit Plain(const Value& value) {
+    std::visit([this](const auto& held) { Take(held); }, value.Get());
+  }
+
+  Kind GetKind() const { return kind_; }
+  std::string_view Bytes() const {
+    return text_ != nullptr ? std::string_view(*text_) : std::string_view(number_, numberSize_);
+  }
+
+ private:
+  template <class T>
+  void Take(const T& held) {
+    kind_ = KindOf<T>();
+    if constexpr (KindOf<T>() == Kind::Text) {
+      text_ = &held;
+    } else if constexpr (KindOf<T>() == Kind::Signed) {
+      TakeNumber(static_cast<std::int64_t>(held));
+    } else if constexpr (KindOf<T>() == Kind::Unsigned) {
+      TakeNumber(static_cast<std::uint64_t>(held));
+    } else if constexpr (KindOf<T>() != Kind::Ignored) {
+      TakeNumber(held);
+    }
+  }
+
+  template <class T>
+  void TakeNumber(T number) {
+    static_assert(sizeof number <= sizeof number_);
+    std::memcpy(number_, &number, sizeof number);
+    numberSize_ = sizeof number;
+  }
+
+  Kind kind_ = Kind::Ignored;
+  const std::string* text_ = nullptr;
+  std::size_t numberSize_ = 0;
+  char number_[8] = {};
+};
+
 /// Room for the text of any number.
 using Buffer = char[32];
 
-/// The text of a value that tracking takes, in `buffer` or in the value; nothing for another kind.
-struct ToText {
-  Buffer& buffer;
+template <class T>
+std::string_view NumberText(std::string_view bytes, Buffer& buffer) {
+  T number;
+  std::memcpy(&number, bytes.data(), sizeof number);
+  if (std::isnan(static_cast<double>(number))) return "nan";
+  const auto end = std::to_chars(std::begin(buffer), std::end(buffer), number).ptr;
+  return {buffer, static_cast<std::size_t>(end - buffer)};
+}
 
-  std::optional<std::string_view> operator()(const std::string& text) const { return text; }
-  std::optional<std::string_view> operator()(bool value) const { return value ? "true" : "false"; }
-
-  template <class Number>
-  std::optional<std::string_view> operator()(const Number& value) const {
-    constexpr bool kIsTracked =
-        std::is_arithmetic_v<Number> && sizeof(Number) >= 2 && !std::is_same_v<Number, char16_t>;
-    if constexpr (kIsTracked) {
-      if (std::isnan(static_cast<double>(value))) return "nan";
-      const auto end = std::to_chars(std::begin(buffer), std::end(buffer), value).ptr;
-      return std::string_view(buffer, static_cast<std::size_t>(end - buffer));
-    } else {
-      return std::nullopt;
-    }
+/// The text of a value, in `buffer` or where it lies.
+std::string_view TextOf(Kind kind, std::string_view bytes, Buffer& buffer) {
+  switch (kind) {
+    case Kind::Signed:
+      return NumberText<std::int64_t>(bytes, buffer);
+    case Kind::Unsigned:
+      return NumberText<std::uint64_t>(bytes, buffer);
+    case Kind::Single:
+      return NumberText<float>(bytes, buffer);
+    case Kind::Double:
+      return NumberText<double>(bytes, buffer);
+    case Kind::Boolean:
+      return bytes[0] != 0 ? "true" : "false";
+    default:
+      return bytes;
   }
-};
-
-std::size_t TextSize(const Value& value) {
-  const auto* text = std::get_if<std::string>(&value.Get());
-  return text != nullptr ? text->size() : sizeof(Buffer);
 }
 
 }  // namespace
 
-StringMap ConvertContextData(const ContextData& data) {
-  std::size_t units = 0;
-  for (const auto& [key, value] : data) units += key.size() + TextSize(value);
-  StringMap converted;
-  converted.Reserve(data.size(), units);
+ContextDataCopy::ContextDataCopy(const ContextData& data) {
+  std::size_t size = 0;
   for (const auto& [key, value] : data) {
+    size += sizeof(RecordHead) + key.size() + Plain(value).Bytes().size();
+  }
+  records_.reserve(size);
+  for (const auto& [key, value] : data) {
+    const Plain plain(value);
+    if (plain.GetKind() == Kind::Ignored) continue;
+    const std::string_view bytes = plain.Bytes();
+    const RecordHead head{static_cast<std::uint32_t>(key.size()),
+                          static_cast<std::uint32_t>(bytes.size()), plain.GetKind()};
+    char headBytes[sizeof head];
+    std::memcpy(headBytes, &head, sizeof head);
+    records_.append(headBytes, sizeof head).append(key).append(bytes);
+  }
+}
+
+StringMap ContextDataCopy::Convert() const {
+  StringMap converted = converted_;
+  converted.Reserve(0, records_.size());  // enough for all but the longest numbers
+  for (std::string_view rest = records_; !rest.empty();) {
+    RecordHead head;
+    std::memcpy(&head, rest.data(), sizeof head);
+    rest.remove_prefix(sizeof head);
+    const std::string_view key = rest.substr(0, head.keySize);
+    const std::string_view value = rest.substr(head.keySize, head.valueSize);
     Buffer buffer;
-    if (const auto text = std::visit(ToText{buffer}, value.Get())) converted.SetUtf8(key, *text);
+    converted.SetUtf8(key, TextOf(head.kind, value, buffer));
+    rest.remove_prefix(key.size() + value.size());
   }
   return converted;
+}
+
+std::optional<std::u16string> ContextDataText(const Value& value) {
+  const Plain plain(value);
+  if (plain.GetKind() == Kind::Ignored) return std::nullopt;
+  Buffer buffer;
+  return ToUtf16(TextOf(plain.GetKind(), plain.Bytes(), buffer));
 }
 
 std::map<std::string, std::string> ToUtf8Map(const StringMap& map) {
   std::map<std::string, std::string> converted;
   for (const auto [key, value] : map) converted.emplace(ToUtf8(key), ToUtf8(value));
   return converted;
-}
-
-std::optional<std::u16string> ContextDataText(const Value& value) {
-  Buffer buffer;
-  const auto text = std::visit(ToText{buffer}, value.Get());
-  if (!text) return std::nullopt;
-  return ToUtf16(*text);
 }
 
 }  // namespace Veltro::Internal

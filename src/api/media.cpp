@@ -34,7 +34,7 @@ void Media::Click(std::string_view name, double offset) {
 }
 
 void Media::Track(std::string_view name, const ContextData& data) {
-  Enter([&] { PostMediaTrack(ToUtf16(name), ConvertContextData(data)); });
+  Enter([&] { PostMediaTrack(ToUtf16(name), ContextDataCopy(data)); });
 }
 
 }  // namespace Veltro

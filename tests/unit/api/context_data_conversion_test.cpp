@@ -49,7 +49,7 @@ TEST(ContextDataConversion, WritesEveryKindOfValue) {
   for (const Row& row : rows) {
     EXPECT_STREQ(row.value.TypeName(), row.type);
     EXPECT_EQ(row.text != nullptr, IsSupportedContextDataType(ToUtf16(row.type))) << row.type;
-    const StringMap converted = ConvertContextData({{"k", row.value}});
+    const StringMap converted = ContextDataCopy({{"k", row.value}}).Convert();
     const StringMap expected = row.text != nullptr ? StringMap{{u"k", row.text}} : StringMap{};
     EXPECT_EQ(converted, expected) << row.type << " " << ToUtf8(row.text ? row.text : u"");
   }
