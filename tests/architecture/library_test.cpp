@@ -7,6 +7,9 @@
 
 namespace {
 
+/// The most that the shared library may weigh on an x86-64 machine.
+constexpr long kMaxStrippedBytes = 450'000;
+
 /// The lines that a command prints.
 std::vector<std::string> LinesOf(const std::string& command) {
   const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
@@ -39,6 +42,15 @@ TEST(SharedLibrary, ExportsItsOwnNamesOnly) {
     EXPECT_TRUE(isOwn || symbol == "VELTRO_4@@VELTRO_4" || symbol == "VELTRO_4") << symbol;
   }
   EXPECT_GE(own, 15U);
+}
+
+TEST(SharedLibrary, IsSmall) {
+  if (!VELTRO_IS_SHIPPED) GTEST_SKIP() << "not compiled as it is shipped";
+  const std::string stripped = testing::TempDir() + "veltro_stripped.so";
+  const auto sizes = LinesOf("strip -o '" + stripped + "' " VELTRO_LIBRARY " && stat -c %s '" +
+                             stripped + "' && rm '" + stripped + "'");
+  ASSERT_EQ(sizes.size(), 1U);
+  EXPECT_LE(std::stol(sizes[0]), kMaxStrippedBytes);
 }
 
 TEST(SharedLibrary, RunsNothingBeforeMainOrInStaticDestruction) {

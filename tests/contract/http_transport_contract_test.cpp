@@ -142,6 +142,35 @@ TYPED_TEST(HttpTransportContract, StoppingBeforeTheFirstRequestOrInACompletionCa
   EXPECT_EQ(Fetch(*fresh, this->Answering("200")).outcome, Outcome::Cancelled);
 }
 
+TYPED_TEST(HttpTransportContract, ConnectionAnswersOneRequestAfterTheOtherUntilStopped) {
+  const auto connection = this->transport->NewConnection();
+  for (const char* status : {"200", "404"}) {
+    const HttpResult result = connection->Get(this->Answering(status, "body"));
+    EXPECT_EQ(result.outcome, Outcome::Answered);
+    EXPECT_EQ(result.status, std::stoi(status));
+    EXPECT_EQ(result.body, "body");
+  }
+  EXPECT_EQ(connection->Get({"http://127.0.0.1:1/", {}, milliseconds(0)}).outcome,
+            Outcome::Cancelled);
+  const HttpRequest silent = this->Silent();
+  std::thread stopper([&] {
+    this->subject.WaitForRequests(3);
+    connection->Stop();
+  });
+  EXPECT_EQ(connection->Get(silent).outcome, Outcome::Cancelled);
+  stopper.join();
+  EXPECT_EQ(connection->Get(this->Answering("200")).outcome, Outcome::Cancelled);
+}
+
+TYPED_TEST(HttpTransportContract, StoppingAConnectionLeavesOthersAlone) {
+  const auto stopped = this->transport->NewConnection();
+  const auto other = this->transport->NewConnection();
+  stopped->Stop();
+  EXPECT_EQ(stopped->Get({"http://127.0.0.1:1/", {}, milliseconds(5000)}).outcome,
+            Outcome::Cancelled);
+  EXPECT_EQ(other->Get(this->Answering("200")).status, 200);
+}
+
 TYPED_TEST(HttpTransportContract, KeepsCookiesByHostAndName) {
   HttpTransport& client = *this->transport;
   EXPECT_EQ(client.GetCookie("http://a.example/", "name"), "");

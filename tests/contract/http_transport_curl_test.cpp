@@ -34,9 +34,13 @@ class HttpTransportCurlTest : public testing::Test {
   HttpResult Get(RawServer& server, milliseconds timeout = kLong) {
     return Fetch(transport, {server.Url(), {}, timeout});
   }
+  HttpResult GetOverConnection(RawServer& server, milliseconds timeout = kLong) {
+    return connection->Get({server.Url(), {}, timeout});
+  }
 
   ScopedVariable noProxy{"no_proxy", "127.0.0.1"};
   HttpTransportCurl transport{"", std::make_unique<FakeLocalFolder>(), nullptr};
+  std::unique_ptr<HttpConnection> connection = transport.NewConnection();
 };
 
 struct Row {
@@ -104,15 +108,19 @@ class AwkwardAnswer : public HttpTransportCurlTest, public testing::WithParamInt
 TEST_P(AwkwardAnswer, EndsAsItShould) {
   const Row& row = GetParam();
   RawServer server([&](const std::string&) { return row.reply; });
-  const auto start = std::chrono::steady_clock::now();
-  const HttpResult result = Get(server, row.timeout);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, row.timeout + std::chrono::seconds(2));
-  EXPECT_EQ(result.outcome, row.outcome) << result.errorMessage;
-  EXPECT_EQ(result.status, row.status);
-  EXPECT_EQ(result.error, row.error) << std::hex << result.error << result.errorMessage;
-  EXPECT_TRUE(result.body == row.body) << result.body.size() << " bytes";
-  EXPECT_EQ(result.bodyIsWhole, row.bodyIsWhole);
-  EXPECT_EQ(result.errorMessage.empty(), row.outcome != Outcome::Failed);
+  for (const bool overConnection : {false, true}) {
+    SCOPED_TRACE(overConnection ? "over a connection" : "");
+    const auto start = std::chrono::steady_clock::now();
+    const HttpResult result =
+        overConnection ? GetOverConnection(server, row.timeout) : Get(server, row.timeout);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, row.timeout + std::chrono::seconds(2));
+    EXPECT_EQ(result.outcome, row.outcome) << result.errorMessage;
+    EXPECT_EQ(result.status, row.status);
+    EXPECT_EQ(result.error, row.error) << std::hex << result.error << result.errorMessage;
+    EXPECT_TRUE(result.body == row.body) << result.body.size() << " bytes";
+    EXPECT_EQ(result.bodyIsWhole, row.bodyIsWhole);
+    EXPECT_EQ(result.errorMessage.empty(), row.outcome != Outcome::Failed);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(, AwkwardAnswer, testing::ValuesIn(AnswerRows()),
@@ -142,6 +150,19 @@ TEST_F(HttpTransportCurlTest, SequentialRequestsShareOneConnection) {
   for (int i = 0; i < 10; ++i) ASSERT_EQ(Get(server).status, 200);
   EXPECT_EQ(server.Connections(), 1);
   EXPECT_EQ(server.Heads().size(), 10U);
+  for (int i = 0; i < 10; ++i) ASSERT_EQ(GetOverConnection(server).status, 200);
+  EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST_F(HttpTransportCurlTest, ConnectionSharesTheCookiesAndFollowsRedirects) {
+  RawServer server([](const std::string& head) {
+    if (PathOf(head) == "/") return Reply{Redirect("302 Found", "/there")};
+    return Reply{RawServer::Answer("200 OK", "", "Set-Cookie: brought=1; Max-Age=600\r\n")};
+  });
+  transport.SetCookie(server.Url(), "known", "yes");
+  EXPECT_EQ(GetOverConnection(server).status, 200);
+  EXPECT_NE(server.Heads().at(1).find("known=yes"), std::string::npos);
+  EXPECT_EQ(transport.GetCookie(server.Url("/there"), "brought"), "1");
 }
 
 TEST_F(HttpTransportCurlTest, FollowsRedirectsToTheLimitAndNoFurther) {

@@ -16,14 +16,23 @@ std::vector<std::int32_t> Take(RandomSource& source, int count) {
   return numbers;
 }
 
-template <class Source>
-class RandomSourceContract : public testing::Test {
- protected:
-  Source source;
+struct FakeSubject {
+  FakeRandom source;
 };
 
-using Sources = testing::Types<FakeRandom, RandomLinux>;
-TYPED_TEST_SUITE(RandomSourceContract, Sources);
+struct LinuxSubject {
+  RandomLinux source;
+};
+
+template <class Subject>
+class RandomSourceContract : public testing::Test {
+ protected:
+  Subject subject;
+  RandomSource& source = subject.source;
+};
+
+using Subjects = testing::Types<FakeSubject, LinuxSubject>;
+TYPED_TEST_SUITE(RandomSourceContract, Subjects);
 
 TYPED_TEST(RandomSourceContract, SequenceStartsAsAfterSeedOneAndRepeatsForASeed) {
   const auto initial = Take(this->source, 50);
