@@ -18,10 +18,9 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::chrono::microseconds kPace = 2ms;
-constexpr std::chrono::microseconds kNoPace{0};
 
-/// What handing a piece of work to a sleeping thread costs by itself: the same bytes, one
-/// allocation, a mutex and a condition variable.
+/// What handing a piece of work to another thread costs by itself: the same bytes, one allocation,
+/// a mutex and a condition variable. When the calls are paced the thread sleeps each time.
 class BareHandOver {
  public:
   ~BareHandOver() {
@@ -59,66 +58,65 @@ class BareHandOver {
 /// What goes on while the calls are made.
 enum class Meanwhile { Held, Draining, Stalled };
 
-struct Condition {
+/// How the calls are made.
+struct Manner {
   std::string name;
-  int queued = 0;
+  std::chrono::microseconds pace{0};  ///< from call to call; none for a tight loop
+  int threads = 1;
+  int queued = 10;
   Meanwhile meanwhile = Meanwhile::Held;
 };
 
-const std::vector<Condition>& Conditions() {
-  static const std::vector<Condition> conditions = {
-      {"10 queued", 10},
-      {"100,000 queued", 100'000},
-      {"100,000 queued, draining", 100'000, Meanwhile::Draining},
-      {"100,000 queued, disk stalled 2 s", 100'000, Meanwhile::Stalled}};
-  return conditions;
+const std::vector<Manner>& Manners() {
+  static const std::vector<Manner> manners = {
+      {"paced, 10 queued", kPace},
+      {"paced, 100,000 queued", kPace, 1, 100'000},
+      {"paced, 100,000 queued, draining", kPace, 1, 100'000, Meanwhile::Draining},
+      {"paced, 100,000 queued, disk stalled", kPace, 1, 100'000, Meanwhile::Stalled},
+      {"paced, 8 threads, 10 queued", kPace, 8},
+      {"paced, 8 threads, 100,000 queued", kPace, 8, 100'000},
+      {"tight, 10 queued", 0us},
+      {"tight, 100,000 queued", 0us, 1, 100'000},
+      {"tight, 8 threads, 10 queued", 0us, 8},
+      {"tight, 8 threads, 100,000 queued", 0us, 8, 100'000}};
+  return manners;
 }
 
-std::vector<Figure> RunPaced(const Setting& setting, const Condition& condition) {
+std::vector<Figure> RunCalls(const Setting& setting, const Manner& manner) {
   const BareServer server;
-  const Sandbox sandbox(server.Address(), setting.templates, condition.queued);
-  const int count = setting.quick ? 500 : 1000;
-  Latencies floor;
-  {
-    BareHandOver bare;
-    floor = TimeCalls(count / 2, kPace, [&] { bare(); });
-  }
-  Analytics::GetTrackingQueueSize();  // behind the first use
+  const Sandbox sandbox(server.Address(), setting.templates, manner.queued);
+  const bool isPaced = manner.pace.count() > 0;
+  const int all = (setting.quick ? 1 : 4) * (isPaced ? 500 : 5'000);
+  const int count = isPaced ? all : all / manner.threads;
+  const auto time = [&](const std::function<void()>& call) {
+    return TimeCallsFromThreads(manner.threads, count, manner.pace, call);
+  };
   Track();
-  if (condition.meanwhile == Meanwhile::Draining) {
+  Analytics::GetTrackingQueueSize();  // behind the first use
+  if (manner.meanwhile == Meanwhile::Draining) {
     Config::SetPrivacyStatus(VeltroPrivacyStatus::OptIn);
     server.WaitForHits(1);
   }
   std::optional<StalledDisk> stall;
-  if (condition.meanwhile == Meanwhile::Stalled) stall.emplace(2s);
-  const Latencies calls = TimeCalls(count, kPace, Track);
+  if (manner.meanwhile == Meanwhile::Stalled) stall.emplace(2s);
+  const Latencies calls = time(Track);
   stall.reset();
-  const std::string name = "call every 2 ms, " + condition.name;
-  return {{name + ", median", calls.Median(), "us",
-           Floor{"hand-over to a sleeping thread", floor.Median()}, "<= 10"},
-          {name + ", p99", calls.Quantile(0.99), "us",
-           Floor{"hand-over to a sleeping thread", floor.Quantile(0.99)}, "<= 50"}};
-}
-
-std::vector<Figure> RunTight(const Setting& setting, const Condition& condition, int threads) {
-  const BareServer server;
-  const Sandbox sandbox(server.Address(), setting.templates, condition.queued);
-  Analytics::GetTrackingQueueSize();
-  Track();
-  const int count = (setting.quick ? 5'000 : 20'000) / threads;
-  const Latencies calls = TimeCallsFromThreads(threads, count, kNoPace, Track);
   Latencies floor;
   {
     BareHandOver bare;
-    floor = TimeCallsFromThreads(threads, count, kNoPace, [&] { bare(); });
+    floor = time([&] { bare(); });
   }
-  const std::string name = "call in a tight loop, " + std::to_string(threads) +
-                           (threads == 1 ? " thread, " : " threads, ") + condition.name;
-  // The figures to reach are those of one caller; eight share two cores.
+  // The figures to reach are those of one caller: eight share two processors.
+  const bool hasGoal = manner.threads == 1;
+  const std::string name = "call, " + manner.name;
   return {{name + ", median", calls.Median(), "us", Floor{"hand-over", floor.Median()},
-           threads == 1 ? "<= 3" : ""},
+           !hasGoal  ? ""
+           : isPaced ? "<= 10"
+                     : "<= 3"},
           {name + ", p99", calls.Quantile(0.99), "us", Floor{"hand-over", floor.Quantile(0.99)},
-           threads == 1 ? "<= 25" : ""}};
+           !hasGoal  ? ""
+           : isPaced ? "<= 50"
+                     : "<= 25"}};
 }
 
 /// Every other public function that an application may call on its main thread.
@@ -158,7 +156,7 @@ std::vector<Figure> RunEveryCall(const Setting& setting) {
   for (const Call& call : calls) {
     const Latencies latencies = TimeCalls(setting.quick ? 100 : 300, kPace, call.call);
     figures.push_back(
-        {std::string(call.name) + " every 2 ms, median", latencies.Median(), "us", {}, ""});
+        {std::string("paced ") + call.name + ", median", latencies.Median(), "us", {}, ""});
   }
   return figures;
 }
@@ -166,19 +164,11 @@ std::vector<Figure> RunEveryCall(const Setting& setting) {
 }  // namespace
 
 std::vector<Scenario> CallScenarios() {
+  constexpr int kRuns = 5;
   std::vector<Scenario> scenarios;
-  for (const Condition& condition : Conditions()) {
-    scenarios.push_back({"paced, " + condition.name, [&condition](const Setting& setting) {
-                           return RunPaced(setting, condition);
-                         }});
-  }
-  for (const int threads : {1, 8}) {
-    for (const Condition& condition : {Conditions()[0], Conditions()[1]}) {
-      scenarios.push_back({"tight, " + std::to_string(threads) + ", " + condition.name,
-                           [condition, threads](const Setting& setting) {
-                             return RunTight(setting, condition, threads);
-                           }});
-    }
+  for (const Manner& manner : Manners()) {
+    const auto run = [&manner](const Setting& setting) { return RunCalls(setting, manner); };
+    scenarios.push_back({"call, " + manner.name, run, kRuns});
   }
   scenarios.push_back({"every call", RunEveryCall, 1});
   return scenarios;

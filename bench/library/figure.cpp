@@ -66,7 +66,8 @@ std::vector<Figure> Medians(const std::vector<Figure>& figures) {
     std::copy_if(figures.begin(), figures.end(), std::back_inserter(same), isSame);
     const auto middle = same.begin() + static_cast<std::ptrdiff_t>(same.size() / 2);
     std::nth_element(same.begin(), middle, same.end(), [](const Figure& a, const Figure& b) {
-      return a.Ratio().value_or(a.value) < b.Ratio().value_or(b.value);
+      const bool byFloor = a.goal.ends_with(kGoalByFloor);
+      return byFloor ? a.Ratio() < b.Ratio() : a.value < b.value;
     });
     medians.push_back(*middle);
   }
@@ -75,7 +76,7 @@ std::vector<Figure> Medians(const std::vector<Figure>& figures) {
 
 void PrintTableHead(std::ostream& out) {
   char line[200];
-  std::snprintf(line, sizeof line, "%-54s %18s  %10s %6s   %s\n", "", "measured", "to reach", "",
+  std::snprintf(line, sizeof line, "%-50s %14s %9s %4s  %s\n", "", "measured", "to reach", "",
                 "floor in the same run");
   out << line;
 }
@@ -89,7 +90,7 @@ void PrintTableRow(std::ostream& out, const Figure& figure) {
     if (const auto ratio = figure.Ratio()) floor = NumberText(*ratio) + " x " + floor;
   }
   char line[400];
-  std::snprintf(line, sizeof line, "%-54s %18s  %10s %6s   %s\n", figure.name.c_str(),
+  std::snprintf(line, sizeof line, "%-50s %14s %9s %4s  %s\n", figure.name.c_str(),
                 measured.c_str(), figure.goal.c_str(),
                 !reached   ? ""
                 : *reached ? "yes"
