@@ -39,7 +39,8 @@ class HttpTransportCurlTest : public testing::Test {
   }
 
   ScopedVariable noProxy{"no_proxy", "127.0.0.1"};
-  HttpTransportCurl transport{"", std::make_unique<FakeLocalFolder>(), nullptr};
+  std::shared_ptr<FakeDisk> disk = std::make_shared<FakeDisk>();
+  HttpTransportCurl transport{"", std::make_unique<FakeLocalFolder>(disk), nullptr};
   std::unique_ptr<HttpConnection> connection = transport.NewConnection();
 };
 
@@ -159,10 +160,14 @@ TEST_F(HttpTransportCurlTest, ConnectionSharesTheCookiesAndFollowsRedirects) {
     if (PathOf(head) == "/") return Reply{Redirect("302 Found", "/there")};
     return Reply{RawServer::Answer("200 OK", "", "Set-Cookie: brought=1; Max-Age=600\r\n")};
   });
-  transport.SetCookie(server.Url(), "known", "yes");
   EXPECT_EQ(GetOverConnection(server).status, 200);
-  EXPECT_NE(server.Heads().at(1).find("known=yes"), std::string::npos);
   EXPECT_EQ(transport.GetCookie(server.Url("/there"), "brought"), "1");
+  EXPECT_TRUE(transport.WaitUntilSaved(kLong));
+  EXPECT_NE(disk->Contents("cookies.txt").value_or("").find("brought"), std::string::npos);
+  transport.SetCookie(server.Url(), "known", "yes");
+  GetOverConnection(server);
+  EXPECT_NE(server.Heads().back().find("brought=1"), std::string::npos);
+  EXPECT_NE(server.Heads().back().find("known=yes"), std::string::npos);
 }
 
 TEST_F(HttpTransportCurlTest, FollowsRedirectsToTheLimitAndNoFurther) {

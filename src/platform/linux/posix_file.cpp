@@ -4,8 +4,6 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "platform/platform_error.h"
 
 namespace Veltro::Internal {
@@ -48,10 +46,7 @@ void TightenFile(const FileDescriptor& file, std::string_view name) {
 
 std::string ReadAt(const FileDescriptor& file, std::string_view name, std::uint64_t offset,
                    std::size_t length) {
-  const auto fileSize = static_cast<std::uint64_t>(StatusOf(file, name).st_size);
-  if (offset >= fileSize) return {};
-  std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(length, fileSize - offset)),
-                    '\0');
+  std::string bytes(length, '\0');
   std::size_t done = 0;
   while (done < bytes.size()) {
     const ssize_t count = Uninterrupted([&] {
