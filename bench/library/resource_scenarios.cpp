@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 
 #include "bare_server.h"
@@ -75,6 +76,7 @@ std::vector<Figure> RunIdle(const Setting& setting) {
   std::this_thread::sleep_for(1500ms);  // syncs are due within a second
   const long sleeps = CountSleeps();
   const long operations = CountDiskOperations();
+  if (sleeps == 0 || operations == 0) throw std::runtime_error("nothing is counted");
   const auto wait = setting.quick ? 3s : 10s;
   std::this_thread::sleep_for(wait);
   const std::string during = " in " + std::to_string(wait.count()) + " s of idleness";

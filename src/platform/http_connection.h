@@ -14,7 +14,8 @@ class HttpConnection {
  public:
   virtual ~HttpConnection() = default;
 
-  /// Carries out a GET and returns how it ended. One call at a time.
+  /// Carries out a GET and returns how it ended. One call at a time, on a thread of the library's
+  /// own: the system's signals may be blocked on it from then on.
   virtual HttpResult Get(const HttpRequest& request) = 0;
 
   /// Cancels the request under way and every one to come, and returns at once. Safe to call from

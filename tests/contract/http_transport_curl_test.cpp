@@ -1,10 +1,12 @@
 #include "platform/linux/http_transport_curl.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "fakes/fake_local_folder.h"
@@ -153,6 +155,17 @@ TEST_F(HttpTransportCurlTest, SequentialRequestsShareOneConnection) {
   EXPECT_EQ(server.Heads().size(), 10U);
   for (int i = 0; i < 10; ++i) ASSERT_EQ(GetOverConnection(server).status, 200);
   EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST_F(HttpTransportCurlTest, ConnectionKeepsBrokenPipesFromRaisingSignals) {
+  RawServer server([](const std::string&) { return Reply{RawServer::Answer("200 OK")}; });
+  std::thread([&] {
+    EXPECT_EQ(GetOverConnection(server).status, 200);
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_TRUE(sigismember(&blocked, SIGPIPE));
+    EXPECT_FALSE(sigismember(&blocked, SIGSEGV));
+  }).join();
 }
 
 TEST_F(HttpTransportCurlTest, ConnectionSharesTheCookiesAndFollowsRedirects) {

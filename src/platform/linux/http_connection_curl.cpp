@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/linux/thread_signals.h"
 #include "platform/platform_error.h"
 
 namespace Veltro::Internal {
@@ -12,6 +13,7 @@ HttpConnectionCurl::HttpConnectionCurl(std::string caFile, CookieJarCurl& cookie
 HttpResult HttpConnectionCurl::Get(const HttpRequest& request) {
   const auto deadline = HttpDeadlineAfter(request.timeout);
   if (isStopped_) return {};
+  BlockSignals();  // a broken connection raises SIGPIPE
   try {
     RequireTransfer();
     auto next = transfer_->Start(request, deadline);
