@@ -16,22 +16,12 @@
 #include "core/context_data.h"
 #include "platform/linux/data_folder.h"
 #include "platform/linux/local_folder_linux.h"
+#include "ten_values.h"
 
 namespace Veltro::Internal {
 namespace {
 
-ContextData TenValues() {
-  return {{"campaign", "autumn sale, 2nd week"},
-          {"cart.items", 3},
-          {"cart.total", 119.85},
-          {"category", "garden tools"},
-          {"colour", "dark green"},
-          {"discount", 0.15F},
-          {"gift", true},
-          {"item", "watering can"},
-          {"member", false},
-          {"visits", std::int64_t{1234567}}};
-}
+using Bench::TenValues;
 
 StringMap ActionData() {
   StringMap data = ContextDataCopy(TenValues()).Convert();

@@ -46,24 +46,7 @@ Sandbox::~Sandbox() {
 
 std::filesystem::path Sandbox::QueueFile() const { return folder_ / "data" / kQueueName; }
 
-const ContextData& TenValues() {
-  static const ContextData values = {{"campaign", "autumn sale, 2nd week"},
-                                     {"cart.items", 3},
-                                     {"cart.total", 119.85},
-                                     {"category", "garden tools"},
-                                     {"colour", "dark green"},
-                                     {"discount", 0.15F},
-                                     {"gift", true},
-                                     {"item", "watering can"},
-                                     {"member", false},
-                                     {"visits", std::int64_t{1234567}}};
-  return values;
-}
-
-void WaitUntilStored() {
-  // Answers after 100 ms at the latest, even if the calls before it have not been stored.
-  Host::Flush(std::chrono::minutes(1));
-}
+void WaitUntilStored() { Host::Flush(std::chrono::minutes(1)); }
 
 void FillQueue(int count) {
   constexpr int kAtOnce = 100;

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "ten_values.h"
 #include "veltro/veltro.h"
 
 namespace Veltro::Bench {
@@ -26,9 +27,6 @@ class Sandbox {
  private:
   std::filesystem::path folder_;
 };
-
-/// The context data that all calls are measured with: ten values of all common types.
-const ContextData& TenValues();
 
 /// Tracks one action with ten values.
 inline void Track() { Analytics::TrackAction("buy", TenValues()); }
