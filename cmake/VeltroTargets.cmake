@@ -14,9 +14,13 @@ endif()
 
 # What is shipped is compiled for size: nearly all of it runs seldom, and the little that runs with
 # every call is named by its layer (HOT). Link-time optimisation then merges what the files have in
-# common; the objects can be linked without it, too. Run-time type information serves nobody here.
+# common, in the shared library; the archive is plain code. Nothing here asks for type information.
 include(CheckLinkerFlag)
-set(VELTRO_SHIPPED "$<AND:$<NOT:$<CONFIG:Debug>>,$<NOT:$<BOOL:${VELTRO_SANITIZE}>>>")
+if(VELTRO_SANITIZE)
+  set(VELTRO_SHIPPED 0)
+else()
+  set(VELTRO_SHIPPED $<NOT:$<CONFIG:Debug>>)
+endif()
 set(veltro_size_options -Os -fno-rtti)
 set(veltro_shared_options "")
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
-#include <nlohmann/json.hpp>
 
 #include "base/number_text.h"
-#include "core/json_parser.h"
+#include "core/json.h"
 
 namespace Veltro::Internal {
 namespace {

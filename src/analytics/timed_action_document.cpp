@@ -1,11 +1,10 @@
 #include "analytics/timed_action_document.h"
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "base/number_text.h"
 #include "base/utf.h"
-#include "core/json_parser.h"
+#include "core/json.h"
 #include "core/log.h"
 #include "platform/platform_error.h"
 

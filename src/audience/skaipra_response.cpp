@@ -1,10 +1,8 @@
 #include "audience/skaipra_response.h"
 
-#include <nlohmann/json.hpp>
-
 #include "base/utf.h"
 #include "core/assigned_id.h"
-#include "core/json_parser.h"
+#include "core/json.h"
 #include "platform/platform_error.h"
 
 namespace Veltro::Internal {

@@ -1,10 +1,8 @@
 #include "audience/visitor_profile.h"
 
-#include <nlohmann/json.hpp>
-
 #include "base/utf.h"
 #include "core/assigned_id.h"
-#include "core/json_parser.h"
+#include "core/json.h"
 
 namespace Veltro::Internal {
 namespace {

@@ -1,14 +1,13 @@
 #include "config/configuration.h"
 
 #include <exception>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string_view>
 
 #include "base/number_text.h"
 #include "base/utf.h"
 #include "config/privacy.h"
-#include "core/json_parser.h"
+#include "core/json.h"
 #include "core/log.h"
 
 namespace Veltro::Internal {

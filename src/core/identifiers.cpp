@@ -1,11 +1,10 @@
 #include "core/identifiers.h"
 
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "base/utf.h"
-#include "core/json_parser.h"
+#include "core/json.h"
 #include "core/log.h"
 #include "core/request_handler.h"
 

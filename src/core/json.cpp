@@ -1,6 +1,4 @@
-#include "core/json_parser.h"
-
-#include <nlohmann/json.hpp>
+#include "core/json.h"
 
 namespace Veltro::Internal {
 
