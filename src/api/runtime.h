@@ -91,7 +91,7 @@ class Runtime {
   /// Runs `report(media)` on the media queue, provided that Analytics is configured.
   template <class Report>
   void PostMedia(Report report) {
-    mediaQueue_.PostSoon([this, report = std::move(report)] {
+    mediaQueue_.Post([this, report = std::move(report)] {
       if (CheckAnalyticsConfigured(GetConfiguration())) report(GetMedia());
     });
   }

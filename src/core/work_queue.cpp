@@ -90,13 +90,16 @@ void WorkQueue::Run() {
 }
 
 void WorkQueue::RunDry(std::unique_lock<std::mutex>& lock) {
+  if (std::exchange(restsNext_, false)) {
+    WaitForItems(lock, Sleep::Rest, rest_);
+    if (!pending_.empty()) return;
+  }
   std::chrono::milliseconds again{0};
   if (idleTask_) {
     lock.unlock();
     again = idleTask_();
     lock.lock();
   }
-  if (std::exchange(restsNext_, false)) WaitForItems(lock, Sleep::Rest, kRest);
   WaitForItems(lock, Sleep::Deep, again);
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "core/work_item.h"
@@ -19,7 +20,11 @@ class WorkQueue {
   /// if no item comes meanwhile; zero to be left alone until the next item has run. Must not throw.
   using IdleTask = std::function<std::chrono::milliseconds()>;
 
-  explicit WorkQueue(IdleTask idleTask = nullptr) : idleTask_(std::move(idleTask)) {}
+  /// How long the thread rests by default.
+  static constexpr std::chrono::milliseconds kRest{4};
+
+  explicit WorkQueue(IdleTask idleTask = nullptr, std::chrono::milliseconds rest = kRest)
+      : idleTask_(std::move(idleTask)), rest_(rest) {}
 
   /// Runs every posted item, then ends the thread.
   ~WorkQueue();
@@ -32,12 +37,10 @@ class WorkQueue {
   void Post(WorkItem item);
 
   /// `Post` for work that nobody waits for. To wake a sleeping thread costs the caller more than
-  /// all else; so after such an item the thread rests for `kRest`, during which others of the kind
+  /// all else; so after such an item the thread rests for a moment, during which others of the kind
   /// do not wake it: it finds them when it gets up. Items keep their order, however they were
   /// posted.
   void PostSoon(WorkItem item);
-
-  static constexpr std::chrono::milliseconds kRest{4};
 
   /// Whether every item posted before the call has run.
   bool IsDone();
@@ -58,6 +61,7 @@ class WorkQueue {
                     std::chrono::milliseconds timeout);
 
   const IdleTask idleTask_;
+  const std::chrono::milliseconds rest_;
   std::mutex mutex_;
   std::condition_variable wake_;
   std::vector<WorkItem> pending_;

@@ -70,6 +70,33 @@ TEST(WorkQueue, WaitUntilDoneSeesEarlierItemsAndNeverBlocksOnItself) {
   release.set_value();
 }
 
+TEST(WorkQueue, RestsAfterItemsForWhichNobodyWaits) {
+  std::vector<char> ran;  // by the queue's thread
+  {
+    std::promise<void> first;
+    std::promise<void> second;
+    std::future<void> hasRested = second.get_future();
+    std::promise<void> third;
+    WorkQueue queue(nullptr, std::chrono::hours(1));
+    queue.PostSoon([&] { first.set_value(); });  // it has not rested yet
+    ASSERT_EQ(first.get_future().wait_for(kLong), std::future_status::ready);
+    while (!queue.IsDone()) std::this_thread::yield();
+    queue.PostSoon([&] {
+      ran.push_back('2');
+      second.set_value();
+    });
+    EXPECT_EQ(hasRested.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    queue.Post([&] {
+      ran.push_back('3');
+      third.set_value();
+    });
+    ASSERT_EQ(third.get_future().wait_for(kLong), std::future_status::ready) << "somebody waits";
+    EXPECT_TRUE(queue.WaitUntilDone(kLong));
+    queue.PostSoon([&] { ran.push_back('4'); });
+  }  // its end ends the rest
+  EXPECT_EQ(ran, (std::vector<char>{'2', '3', '4'}));
+}
+
 TEST(WorkQueue, AsksItsIdleTaskAgainOnlyAsOftenAsItWants) {
   std::atomic<int> asked = 0;
   std::promise<void> satisfied;
