@@ -23,8 +23,6 @@ class RequestTask {
   RequestTask(std::future<HttpResult> answer, Read read, T onTimeOut)
       : answer_(std::move(answer)), read_(read), onTimeOut_(std::move(onTimeOut)) {}
 
-  void Wait() const { answer_.wait(); }
-
   /// Waits for the result, once. Throws `PlatformError`, with its HRESULT, when there is none.
   T Get();
 

@@ -8,8 +8,9 @@ namespace Veltro::Internal {
 /// request is carried out on the caller's own thread, handed over to no other, and goes over the
 /// connection of the one before it as long as the server keeps that open.
 ///
-/// Requests follow the rules of `HttpTransport`, share its cookies and run beside those made there,
-/// whose end they are not touched by. The transport must outlive the connection.
+/// Requests follow the rules of `HttpTransport` and share its cookies. Otherwise the two know
+/// nothing of each other: to stop one leaves the other running. The transport must outlive the
+/// connection.
 class HttpConnection {
  public:
   virtual ~HttpConnection() = default;

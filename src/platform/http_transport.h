@@ -31,7 +31,7 @@ struct HttpRequest {
 struct HttpResult {
   enum class Outcome {
     Answered,   ///< `status` and `body` hold the answer, whatever the status
-    Cancelled,  ///< the time-out passed, or the request was cancelled
+    Cancelled,  ///< the time-out passed, or the request was stopped
     Failed,     ///< no answer; `error` says why
   };
 
@@ -76,23 +76,20 @@ class HttpConnection;
 /// Dropping the transport stops it.
 class HttpTransport {
  public:
-  using RequestId = std::uint64_t;
   using Completion = std::function<void(HttpResult)>;
 
   virtual ~HttpTransport() = default;
 
   /// Starts a GET and returns at once. `completion` is called exactly once, on a thread of the
   /// transport's, and must not block or throw. A time-out of 0 or less cancels at once.
-  virtual RequestId Get(HttpRequest request, Completion completion) = 0;
-
-  /// Ends a request early with `Cancelled`; one that has ended is left alone.
-  virtual void Cancel(RequestId id) = 0;
+  virtual void Get(HttpRequest request, Completion completion) = 0;
 
   /// A client for one caller that waits for each of its requests.
   virtual std::unique_ptr<HttpConnection> NewConnection() = 0;
 
   /// Cancels every request under way and every one to come, whose completions are called as ever,
-  /// and returns at once. Cookies can still be set and read. May be called more than once.
+  /// and returns at once; connections have a `Stop` of their own. Cookies can still be set and
+  /// read. May be called more than once.
   virtual void Stop() = 0;
 
   /// Keeps a cookie, which never expires, for the whole registrable domain of the URL's host and

@@ -1,6 +1,7 @@
 #include "fakes/fake_http_transport.h"
 
 #include <algorithm>
+#include <atomic>
 #include <future>
 #include <utility>
 
@@ -21,36 +22,31 @@ std::string HostOf(const std::string& url) {
   return url.substr(start, url.find_first_of(":/?#", start) - start);
 }
 
+}  // namespace
+
 /// A connection whose requests the transport answers like all others.
 class FakeHttpConnection : public HttpConnection {
  public:
   explicit FakeHttpConnection(FakeHttpTransport& transport) : transport_(transport) {}
 
   HttpResult Get(const HttpRequest& request) override {
-    std::promise<HttpResult> promise;
-    {
-      const std::lock_guard lock(mutex_);
-      if (isStopped_) return {};
-      id_ =
-          transport_.Get(request, [&](HttpResult result) { promise.set_value(std::move(result)); });
-    }
-    return promise.get_future().get();
+    if (isStopped_) return {};
+    const auto promise = std::make_shared<std::promise<HttpResult>>();
+    transport_.Begin(this, request,
+                     [promise](HttpResult result) { promise->set_value(std::move(result)); });
+    if (isStopped_) transport_.CancelPending(this);
+    return promise->get_future().get();
   }
 
   void Stop() override {
-    const std::lock_guard lock(mutex_);
     isStopped_ = true;
-    transport_.Cancel(id_);
+    transport_.CancelPending(this);
   }
 
  private:
   FakeHttpTransport& transport_;
-  std::mutex mutex_;
-  bool isStopped_ = false;
-  HttpTransport::RequestId id_ = 0;
+  std::atomic<bool> isStopped_ = false;
 };
-
-}  // namespace
 
 FakeHttpTransport::FakeHttpTransport() : thread_([this] { Run(); }) {}
 
@@ -64,35 +60,16 @@ FakeHttpTransport::~FakeHttpTransport() {
   thread_.join();
 }
 
-HttpTransport::RequestId FakeHttpTransport::Get(HttpRequest request, Completion completion) {
-  std::optional<HttpResult> outcome = OutcomeFor(request);
-  std::lock_guard lock(mutex_);
-  const RequestId id = ++lastId_;
-  requests_.push_back(std::move(request));
-  mostInFlight_ = std::max(mostInFlight_, ++inFlight_);
-  if (stopped_) outcome = HttpResult{};
-  if (outcome) {
-    Deliver(std::move(completion), std::move(*outcome));
-  } else {
-    pending_.emplace(id, std::move(completion));
-  }
-  changed_.notify_all();
-  return id;
-}
-
-void FakeHttpTransport::Cancel(RequestId id) {
-  std::lock_guard lock(mutex_);
-  const auto found = pending_.find(id);
-  if (found == pending_.end()) return;
-  Deliver(std::move(found->second), {});
-  pending_.erase(found);
+void FakeHttpTransport::Get(HttpRequest request, Completion completion) {
+  Begin(nullptr, std::move(request), std::move(completion));
 }
 
 void FakeHttpTransport::Stop() {
-  std::lock_guard lock(mutex_);
-  stopped_ = true;
-  for (auto& [id, completion] : pending_) Deliver(std::move(completion), {});
-  pending_.clear();
+  {
+    std::lock_guard lock(mutex_);
+    stopped_ = true;
+  }
+  CancelPending(nullptr);
 }
 
 std::unique_ptr<HttpConnection> FakeHttpTransport::NewConnection() {
@@ -131,8 +108,8 @@ void FakeHttpTransport::ScriptFailure(std::uint32_t error, std::string message) 
 bool FakeHttpTransport::AnswerPending(std::int32_t status, std::string body) {
   std::lock_guard lock(mutex_);
   if (pending_.empty()) return false;
-  Deliver(std::move(pending_.begin()->second), Answer(status, std::move(body)));
-  pending_.erase(pending_.begin());
+  Deliver(std::move(pending_.front().completion), Answer(status, std::move(body)));
+  pending_.pop_front();
   return true;
 }
 
@@ -140,6 +117,29 @@ bool FakeHttpTransport::WaitForRequests(std::size_t count, std::chrono::millisec
   std::unique_lock lock(mutex_);
   return changed_.wait_until(lock, std::chrono::system_clock::now() + deadline,
                              [&] { return requests_.size() >= count; });
+}
+
+void FakeHttpTransport::Begin(const HttpConnection* connection, HttpRequest request,
+                              Completion completion) {
+  std::optional<HttpResult> outcome = OutcomeFor(request);
+  std::lock_guard lock(mutex_);
+  requests_.push_back(std::move(request));
+  mostInFlight_ = std::max(mostInFlight_, ++inFlight_);
+  if (stopped_ && connection == nullptr) outcome = HttpResult{};
+  if (outcome) {
+    Deliver(std::move(completion), std::move(*outcome));
+  } else {
+    pending_.push_back({connection, std::move(completion)});
+  }
+  changed_.notify_all();
+}
+
+void FakeHttpTransport::CancelPending(const HttpConnection* connection) {
+  std::lock_guard lock(mutex_);
+  const auto isOfOthers = [&](const Pending& pending) { return pending.connection != connection; };
+  const auto first = std::stable_partition(pending_.begin(), pending_.end(), isOfOthers);
+  for (auto it = first; it != pending_.end(); ++it) Deliver(std::move(it->completion), {});
+  pending_.erase(first, pending_.end());
 }
 
 void FakeHttpTransport::Run() {

@@ -25,7 +25,7 @@ namespace Veltro::Internal::Testing {
 ///
 /// A request takes the next scripted outcome; when the script is at its end, the responder's; when
 /// there is no responder, 200 with an empty body. Time-outs do not pass by themselves: a request
-/// left pending stays so until a test completes it, it is cancelled or the transport stops.
+/// left pending stays so until a test completes it, or the transport or its connection stops.
 ///
 /// Cookies are kept by host and name, whatever they look like; they neither change requests nor
 /// come from answers.
@@ -36,8 +36,7 @@ class FakeHttpTransport : public HttpTransport {
   FakeHttpTransport();
   ~FakeHttpTransport() override;
 
-  RequestId Get(HttpRequest request, Completion completion) override;
-  void Cancel(RequestId id) override;
+  void Get(HttpRequest request, Completion completion) override;
   void Stop() override;
   std::unique_ptr<HttpConnection> NewConnection() override;
   void SetCookie(const std::string& url, const std::string& name,
@@ -82,12 +81,22 @@ class FakeHttpTransport : public HttpTransport {
                        std::chrono::milliseconds deadline = std::chrono::seconds(5));
 
  private:
+  friend class FakeHttpConnection;
+
   struct Delivery {
     Completion completion;
     HttpResult result;
   };
 
+  /// A request without an outcome yet, of a connection or, when that is null, of the transport.
+  struct Pending {
+    const HttpConnection* connection;
+    Completion completion;
+  };
+
   void Run();
+  void Begin(const HttpConnection* connection, HttpRequest request, Completion completion);
+  void CancelPending(const HttpConnection* connection);
   void Script(std::optional<HttpResult> outcome);
   std::optional<HttpResult> OutcomeFor(const HttpRequest& request);
   void Deliver(Completion completion, HttpResult result);
@@ -97,10 +106,9 @@ class FakeHttpTransport : public HttpTransport {
   std::deque<std::optional<HttpResult>> script_;  // nothing: leave the request pending
   Responder responder_;
   std::vector<HttpRequest> requests_;
-  std::map<RequestId, Completion> pending_;
+  std::deque<Pending> pending_;                                         // oldest first
   std::map<std::pair<std::string, std::string>, std::string> cookies_;  // by host and name
   std::deque<Delivery> deliveries_;
-  RequestId lastId_ = 0;
   std::size_t inFlight_ = 0;
   std::size_t mostInFlight_ = 0;
   bool stopped_ = false;  // cancels all requests

@@ -45,7 +45,7 @@ void HttpConnectionCurl::RequireTransfer() {
 
 /// How the leg ended; nothing when it was stopped.
 std::optional<CURLcode> HttpConnectionCurl::RunLeg() {
-  curl_multi_add_handle(multi_.get(), transfer_->Easy());
+  if (curl_multi_add_handle(multi_.get(), transfer_->Easy()) != CURLM_OK) return CURLE_FAILED_INIT;
   std::optional<CURLcode> end;
   while (!isStopped_ && !end) {
     int runningCount = 0;

@@ -10,6 +10,7 @@
 
 #include "platform/http_connection.h"
 #include "platform/linux/cookie_jar_curl.h"
+#include "platform/linux/curl_multi.h"
 #include "platform/linux/http_transfer_curl.h"
 
 namespace Veltro::Internal {

@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "platform/linux/cookie_line.h"
@@ -222,20 +221,6 @@ HttpTransferCurl::Next HttpTransferCurl::Failed(std::uint32_t error, std::string
   result_.error = error;
   result_.errorMessage = std::move(message);
   return Next::Ended;
-}
-
-CurlMulti MakeCurlMulti() {
-  CurlMulti multi(curl_multi_init());
-  // Without file descriptors for waking it, its thread could never be reached again.
-  if (!multi || curl_multi_wakeup(multi.get()) != CURLM_OK) {
-    throw PlatformError(kHttpUnknownError, "libcurl cannot start");
-  }
-  return multi;
-}
-
-void WaitForCurlMulti(CURLM* multi) {
-  constexpr int kUntilWoken = std::numeric_limits<int>::max();
-  curl_multi_poll(multi, nullptr, 0, kUntilWoken, nullptr);
 }
 
 HttpTransferCurl::TimePoint HttpDeadlineAfter(milliseconds timeout) {

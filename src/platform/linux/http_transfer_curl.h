@@ -86,18 +86,6 @@ class HttpTransferCurl {
   std::array<char, CURL_ERROR_SIZE> errorText_{};
 };
 
-struct CurlMultiCleanup {
-  void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
-};
-using CurlMulti = std::unique_ptr<CURLM, CurlMultiCleanup>;
-
-/// A multi handle, once libcurl has been started. Throws `PlatformError` when there is none to be
-/// had, or none that can be woken from its wait.
-CurlMulti MakeCurlMulti();
-
-/// Sleeps until libcurl has something to do or the handle is woken.
-void WaitForCurlMulti(CURLM* multi);
-
 /// When a request that starts now has to end.
 HttpTransferCurl::TimePoint HttpDeadlineAfter(std::chrono::milliseconds timeout);
 

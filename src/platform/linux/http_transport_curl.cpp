@@ -31,18 +31,11 @@ HttpTransportCurl::~HttpTransportCurl() {
   if (thread_.joinable()) thread_.join();
 }
 
-HttpTransport::RequestId HttpTransportCurl::Get(HttpRequest request, Completion completion) {
+void HttpTransportCurl::Get(HttpRequest request, Completion completion) {
   const auto deadline = HttpDeadlineAfter(request.timeout);
   std::lock_guard lock(mutex_);
   if (!thread_.joinable()) StartThread();
-  const RequestId id = ++lastId_;
-  Submit({id, std::move(request), std::move(completion), deadline});
-  return id;
-}
-
-void HttpTransportCurl::Cancel(RequestId id) {
-  std::lock_guard lock(mutex_);
-  if (thread_.joinable()) Submit({id, {}, nullptr, {}});
+  Submit({std::move(request), std::move(completion), deadline});
 }
 
 void HttpTransportCurl::Stop() {
@@ -124,7 +117,6 @@ bool HttpTransportCurl::TakeOrders(std::vector<Order>& orders) {
 }
 
 void HttpTransportCurl::Obey(Order& order) {
-  if (!order.completion) return CancelRunning(order.id);
   if (isStopped_) return order.completion(Cancelled());
   try {
     Start(order);
@@ -136,25 +128,20 @@ void HttpTransportCurl::Obey(Order& order) {
 void HttpTransportCurl::Start(Order& order) {
   std::unique_ptr<HttpTransferCurl> transfer = NewTransfer();
   const auto next = transfer->Start(order.request, order.deadline);
-  Running running{order.id, std::move(transfer), std::move(order.completion)};
+  Running running{std::move(transfer), std::move(order.completion)};
   if (next == HttpTransferCurl::Next::Ended) return End(std::move(running));
   curl_multi_add_handle(multi_.get(), running.transfer->Easy());
   running_.push_back(std::move(running));
 }
 
-void HttpTransportCurl::CancelRunning(RequestId id) {
-  const auto found = std::find_if(running_.begin(), running_.end(),
-                                  [id](const Running& running) { return running.id == id; });
-  if (found == running_.end()) return;
-  Running running = std::move(*found);
-  running_.erase(found);
-  TakeOff(*running.transfer);
-  Recycle(std::move(running.transfer));
-  running.completion(Cancelled());
-}
-
 void HttpTransportCurl::CancelAllRunning() {
-  while (!running_.empty()) CancelRunning(running_.back().id);
+  while (!running_.empty()) {
+    Running running = std::move(running_.back());
+    running_.pop_back();
+    TakeOff(*running.transfer);
+    Recycle(std::move(running.transfer));
+    running.completion(Cancelled());
+  }
 }
 
 void HttpTransportCurl::CancelAll() {
@@ -163,9 +150,7 @@ void HttpTransportCurl::CancelAll() {
   while (!orders_.empty()) {  // completions may add to them
     const std::vector<Order> orders = std::exchange(orders_, {});
     lock.unlock();
-    for (const Order& order : orders) {
-      if (order.completion) order.completion(Cancelled());
-    }
+    for (const Order& order : orders) order.completion(Cancelled());
     lock.lock();
   }
 }

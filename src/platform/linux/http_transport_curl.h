@@ -14,6 +14,7 @@
 #include "platform/http_connection.h"
 #include "platform/http_transport.h"
 #include "platform/linux/cookie_jar_curl.h"
+#include "platform/linux/curl_multi.h"
 #include "platform/linux/http_transfer_curl.h"
 #include "platform/local_folder.h"
 
@@ -34,8 +35,7 @@ class HttpTransportCurl : public HttpTransport {
   ~HttpTransportCurl() override;
 
   /// Throws `PlatformError` when the network thread cannot be started.
-  RequestId Get(HttpRequest request, Completion completion) override;
-  void Cancel(RequestId id) override;
+  void Get(HttpRequest request, Completion completion) override;
   void Stop() override;
   std::unique_ptr<HttpConnection> NewConnection() override;
   void SetCookie(const std::string& url, const std::string& name,
@@ -47,17 +47,14 @@ class HttpTransportCurl : public HttpTransport {
   }
 
  private:
-  /// An order to the network thread: to start a request, or to cancel it when there is no
-  /// completion.
+  /// A request that the network thread is to start.
   struct Order {
-    RequestId id = 0;
     HttpRequest request;
     Completion completion;
     HttpTransferCurl::TimePoint deadline;
   };
 
   struct Running {
-    RequestId id = 0;
     std::unique_ptr<HttpTransferCurl> transfer;
     Completion completion;
   };
@@ -72,7 +69,6 @@ class HttpTransportCurl : public HttpTransport {
   bool TakeOrders(std::vector<Order>& orders);
   void Obey(Order& order);
   void Start(Order& order);
-  void CancelRunning(RequestId id);
   void CancelAllRunning();
   void CancelAll();
   void FinishLegs();
@@ -89,7 +85,6 @@ class HttpTransportCurl : public HttpTransport {
   std::mutex mutex_;
   std::condition_variable orderCame_;  // wakes the thread as long as it has no multi handle
   std::vector<Order> orders_;
-  RequestId lastId_ = 0;
   std::atomic<bool> isStopped_ = false;  // set under the lock; cancels all requests
   bool isEnding_ = false;                // ends the thread
   // Made and used by the network thread; the lock guards its making, for those who wake it.
