@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "base/string_map.h"
 #include "veltro/context_data.h"

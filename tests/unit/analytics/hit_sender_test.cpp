@@ -249,6 +249,26 @@ TEST_F(HitSenderTest, KeepsTheHitUnderWayWhenGoingDown) {
   }
 }
 
+TEST_F(HitSenderTest, RemovesTheHitThatTheServerTookWhileGoingDown) {
+  policy_.permission = SendPermission::Hold;
+  Start();
+  queue_->EnqueueHit("s1", kNow);
+  queue_->EnqueueHit("s2", kNow);
+  queue_->QueuedHitCount(5s);
+  fakes_.httpTransport.SetResponder([this](const HttpRequest&) {
+    sender_->Stop();
+    HttpResult answer;
+    answer.outcome = HttpResult::Outcome::Answered;
+    answer.status = 200;
+    return answer;
+  });
+  policy_.permission = SendPermission::Send;
+  queue_->StartSendingIfReady();
+  EXPECT_NE(sender_->WaitUntilDrained(5s), HitSender::DrainResult::TimedOut);
+  EXPECT_EQ(Sent(), std::vector<std::string>{"s1"});
+  EXPECT_EQ(store_.Size(), 1U);
+}
+
 TEST_F(HitSenderTest, HoldsAndRefusesAsThePolicySays) {
   policy_.permission = SendPermission::Hold;
   Start();

@@ -55,5 +55,25 @@ TEST(ContextDataConversion, WritesEveryKindOfValue) {
   }
 }
 
+TEST(ContextDataConversion, KeepsEveryEntryWhateverItHolds) {
+  using namespace std::string_literals;
+  const std::string longText(70'000, 'x');
+  const ContextData data = {{"", "empty key"},
+                            {"a\0b"s, "c\0d"s},
+                            {"empty", ""},
+                            {"ignored", nullptr},
+                            {"number", -1},
+                            {longText, longText},
+                            {"\uE000", "last by unit"},
+                            {"\U0001F600", "last by byte"}};
+  StringMap expected;
+  for (const auto& [key, value] : data) {
+    if (const auto text = ContextDataText(value)) expected.Set(ToUtf16(key), *text);
+  }
+  EXPECT_EQ(expected.Size(), 7U);
+  EXPECT_EQ(ContextDataCopy(data).Convert(), expected);
+  EXPECT_EQ(ContextDataCopy(expected).Convert(), expected);
+}
+
 }  // namespace
 }  // namespace Veltro::Internal
