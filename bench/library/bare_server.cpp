@@ -35,6 +35,8 @@ void KeepToProcessors(pid_t process, long first, long end) {
   sched_setaffinity(process, sizeof processors, &processors);
 }
 
+using TimePoint = std::chrono::steady_clock::time_point;
+
 struct Connection {
   int socket;
   std::string received;
@@ -46,6 +48,15 @@ struct Connection {
 struct BareServer::Counts {
   std::atomic<std::uint64_t> hits{0};
   std::atomic<std::uint64_t> connections{0};
+  std::atomic<std::uint64_t> hitsOfClock{0};
+  std::atomic<TimePoint> first{};
+  std::atomic<TimePoint> last{};
+
+  void AddHit() {
+    last = std::chrono::steady_clock::now();
+    if (hitsOfClock++ == 0) first = last.load();
+    ++hits;
+  }
 };
 
 BareServer::BareServer() {
@@ -89,13 +100,19 @@ std::uint64_t BareServer::Hits() const { return counts_->hits; }
 
 std::uint64_t BareServer::Connections() const { return counts_->connections; }
 
-bool BareServer::WaitForHits(std::uint64_t count) const {
+void BareServer::WaitForHits(std::uint64_t count) const {
   const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (Hits() < count) {
-    if (std::chrono::steady_clock::now() > end) return false;
+    if (std::chrono::steady_clock::now() > end) throw std::runtime_error("the hits do not come");
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
-  return true;
+}
+
+void BareServer::StartClock() const { counts_->hitsOfClock = 0; }
+
+double BareServer::Rate() const {
+  const std::chrono::duration<double> time(counts_->last.load() - counts_->first.load());
+  return static_cast<double>(counts_->hitsOfClock - 1) / time.count();
 }
 
 void BareServer::Serve() {
@@ -125,7 +142,7 @@ void BareServer::Serve() {
       if (!isHit) continue;
       if (!connection.broughtHit) ++counts_->connections;
       connection.broughtHit = true;
-      ++counts_->hits;
+      counts_->AddHit();
     }
     if (polled[0].revents == 0) continue;
     const int accepted = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);

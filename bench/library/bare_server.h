@@ -28,8 +28,14 @@ class BareServer {
   /// Hits answered since the start, other requests not counted.
   std::uint64_t Hits() const;
 
-  /// Waits until `count` hits have been answered; false after a minute.
-  bool WaitForHits(std::uint64_t count) const;
+  /// Waits until `count` hits have been answered. Throws after a minute.
+  void WaitForHits(std::uint64_t count) const;
+
+  /// Forgets when the first hit came: the next one is the first.
+  void StartClock() const;
+
+  /// Hits per second between the first and the last.
+  double Rate() const;
 
   /// Connections over which at least one hit came.
   std::uint64_t Connections() const;

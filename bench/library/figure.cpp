@@ -15,7 +15,7 @@ ordered_json ToJson(const Figure& figure) {
   ordered_json json = {{"name", figure.name}, {"value", figure.value}, {"unit", figure.unit}};
   if (figure.floor) {
     json["floor"] = {{"name", figure.floor->name}, {"value", figure.floor->value}};
-    json["ratio"] = *figure.Ratio();
+    json["ratio"] = figure.Ratio().value_or(0);
   }
   if (!figure.goal.empty()) {
     json["goal"] = figure.goal;

@@ -1,9 +1,11 @@
 #include "api/context_data_conversion.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -16,6 +18,9 @@ namespace {
 
 /// What a value is, as far as its text depends on it.
 enum class Kind : std::uint32_t { Ignored, Text, Signed, Unsigned, Single, Double, Boolean };
+
+/// What the head of a record can tell; no URL comes near it.
+constexpr std::size_t kMaxTextSize = std::numeric_limits<std::uint32_t>::max();
 
 struct RecordHead {
   std::uint32_t keySize;
@@ -113,8 +118,9 @@ ContextDataCopy::ContextDataCopy(const ContextData& data) {
   records_.reserve(size);
   for (const auto& [key, value] : data) {
     const Plain plain(value);
-    if (plain.GetKind() == Kind::Ignored) continue;
     const std::string_view bytes = plain.Bytes();
+    if (plain.GetKind() == Kind::Ignored) continue;
+    if (std::max(key.size(), bytes.size()) > kMaxTextSize) continue;
     const RecordHead head{static_cast<std::uint32_t>(key.size()),
                           static_cast<std::uint32_t>(bytes.size()), plain.GetKind()};
     char headBytes[sizeof head];

@@ -13,7 +13,8 @@ namespace Veltro::Internal {
 /// The host's context data on its way to a worker. The caller's thread pays for one plain copy, in
 /// one allocation; the worker makes of it what the library works with: UTF-16, with values as text.
 /// Integers are written in decimal, float and double as the shortest text that reads back to the
-/// same value, booleans as "true" or "false". Values of other kinds are left out without a message.
+/// same value, booleans as "true" or "false". Values of other kinds, and texts of 4 GiB and more,
+/// are left out without a message.
 class ContextDataCopy {
  public:
   explicit ContextDataCopy(const ContextData& data);
