@@ -141,6 +141,22 @@ std::vector<Figure> RunCalls(const Setting& setting, const Manner& manner) {
        goals.p99}};
 }
 
+/// How a call in a long queue relates to one in a short queue, both in one process, as a machine's
+/// moods change from one process to the next.
+std::vector<Figure> RunGrowth(const Setting& setting) {
+  const Sandbox sandbox("127.0.0.1:9", setting.templates, 10);
+  Track();
+  Analytics::GetTrackingQueueSize();
+  const Latencies shallow = TimeCalls(500, kPace, Track);
+  FillQueue(100'000);
+  const Latencies deep = TimeCalls(500, kPace, Track);
+  return {{"cost of a paced call, 100,000 queued by 10",
+           deep.Median() / shallow.Median(),
+           "x",
+           {},
+           ""}};
+}
+
 /// Every other public function that an application may call on its main thread.
 std::vector<Figure> RunEveryCall(const Setting& setting) {
   const BareServer server;
@@ -192,6 +208,7 @@ std::vector<Scenario> CallScenarios() {
     const auto run = [&manner](const Setting& setting) { return RunCalls(setting, manner); };
     scenarios.push_back({"call, " + manner.name, run, kRuns});
   }
+  scenarios.push_back({"call, growth", RunGrowth, kRuns});
   scenarios.push_back({"every call", RunEveryCall, 1});
   return scenarios;
 }

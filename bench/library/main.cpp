@@ -104,8 +104,6 @@ std::vector<Figure> Growth(const std::vector<Figure>& figures) {
     const char* goal;
   };
   constexpr Pair kPairs[] = {
-      {"cost of a paced call, 100,000 queued by 10", "call, paced, 100,000 queued, median",
-       "call, paced, 10 queued, median", false, ""},
       {"cost of a call in a tight loop, 100,000 queued by 10",
        "call, tight, 100,000 queued, median", "call, tight, 10 queued, median", false, ""},
       {"cost of a stored hit, 100,000 queued by 1,000", "tracked and stored, up to 100000 queued",
