@@ -2,12 +2,10 @@
 // anybody would have to do for the same result; it is timed right behind its piece.
 
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
 #include <chrono>
-#include <filesystem>
 #include <functional>
-#include <stdexcept>
+#include <memory>
 
 #include "analytics/hit_query.h"
 #include "analytics/hit_store.h"
@@ -16,12 +14,13 @@
 #include "core/context_data.h"
 #include "platform/linux/data_folder.h"
 #include "platform/linux/local_folder_linux.h"
-#include "ten_values.h"
+#include "support/temporary_folder.h"
+#include "support/ten_values.h"
 
 namespace Veltro::Internal {
 namespace {
 
-using Bench::TenValues;
+using Testing::TenValues;
 
 StringMap ActionData() {
   StringMap data = ContextDataCopy(TenValues()).Convert();
@@ -57,20 +56,12 @@ void ReportFloor(benchmark::State& state, int times, const std::function<void()>
 /// A folder of its own, which goes with it.
 class Folder {
  public:
-  ~Folder() { std::filesystem::remove_all(path_); }
-
   LocalFolder& Get() { return folder_; }
 
  private:
-  static std::string Make() {
-    std::string path = std::filesystem::temp_directory_path() / "veltro-pieces-XXXXXX";
-    if (mkdtemp(path.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    return path;
-  }
-
-  const std::string path_ = Make();
+  Testing::TemporaryFolder temporary_;
   LocalFolderLinux folder_{
-      std::make_shared<DataFolder>(path_ + "/data", [] { return std::string(); })};
+      std::make_shared<DataFolder>(temporary_.Path() / "data", [] { return std::string(); })};
 };
 
 void CopyTenValues(benchmark::State& state) {

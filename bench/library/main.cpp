@@ -4,19 +4,12 @@
 // The library lives as long as its process, so each scenario runs in processes of its own, which
 // this program starts from itself.
 
-#include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 
-#include "bare_server.h"
 #include "sandbox.h"
 #include "scenario.h"
 
@@ -55,10 +48,10 @@ int RunHere(const Options& options) {
   return 2;
 }
 
-/// Runs a scenario in a process of its own; what it prints that is no figure goes to our output.
+/// Runs a scenario in a process of its own.
 std::vector<Figure> RunApart(const std::string& scenario, const Options& options,
                              const std::filesystem::path& templates) {
-  std::string self = std::filesystem::read_symlink("/proc/self/exe");
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe");
   const std::string command = "'" + self + "' --scenario '" + scenario + "' --templates '" +
                               templates.string() + "'" + (options.quick ? " --quick" : "");
   FILE* const pipe = popen(command.c_str(), "r");
@@ -124,18 +117,16 @@ std::vector<Figure> Growth(const std::vector<Figure>& figures) {
 }
 
 int RunAll(const Options& options) {
-  std::string folder = std::filesystem::temp_directory_path() / "veltro-bench-XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  RunApart(kTemplates, options, folder);
+  const Internal::Testing::TemporaryFolder templates;
+  RunApart(kTemplates, options, templates.Path());
   PrintTableHead(std::cout);
   std::vector<Figure> all;
   const auto print = [&](const std::vector<Figure>& figures) {
     for (const Figure& figure : figures) PrintTableRow(std::cout, figure);
     all.insert(all.end(), figures.begin(), figures.end());
   };
-  for (const auto& section : Sections()) print(RunSection(section, options, folder));
+  for (const auto& section : Sections()) print(RunSection(section, options, templates.Path()));
   print(Growth(all));
-  std::filesystem::remove_all(folder);
   if (!options.json.empty()) {
     std::ofstream file(options.json);
     WriteJson(file, all);

@@ -1,7 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <thread>
+#include <stdexcept>
 
 #include "bare_client.h"
 #include "bare_server.h"
@@ -22,7 +22,9 @@ double BareAppendsPerSecond(const std::filesystem::path& folder, std::size_t siz
   const int file = open((folder / "floor").c_str(), O_CREAT | O_TRUNC | O_RDWR | O_CLOEXEC, 0600);
   const auto start = Clock::now();
   for (int i = 0; i < count; ++i) {
-    if (pwrite(file, bytes.data(), size, static_cast<off_t>(size) * i) < 0) return 0;
+    if (pwrite(file, bytes.data(), size, static_cast<off_t>(size) * i) < 0) {
+      throw std::runtime_error("no file for the floor");
+    }
   }
   const double rate = count / Seconds(Clock::now() - start);
   close(file);
@@ -40,8 +42,7 @@ std::vector<Figure> RunStore(const Setting& setting) {
     const int count = depth - queued;
     const auto start = Clock::now();
     for (int i = 0; i < count; ++i) Track();
-    while (Analytics::GetTrackingQueueSize() < depth) {
-    }
+    WaitForQueue(depth);
     const double rate = count / Seconds(Clock::now() - start);
     queued = depth;
     const std::size_t size = std::filesystem::file_size(sandbox.QueueFile()) / depth;

@@ -16,11 +16,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The number that a command prints; 0 when it prints none.
+/// The number that a command prints. Throws when it prints none.
 double NumberFrom(const std::string& command) {
   const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
   double number = 0;
-  if (!pipe || std::fscanf(pipe.get(), "%lf", &number) != 1) return 0;
+  if (!pipe || std::fscanf(pipe.get(), "%lf", &number) != 1) {
+    throw std::runtime_error("no figure from: " + command);
+  }
   return number;
 }
 

@@ -10,22 +10,20 @@ namespace {
 class AnalyticsFactory final : public StaticsFactory<Abi::IAnalyticsStatics> {
  public:
   Abi::HRESULT TrackState(Abi::HSTRING state, Abi::ContextMap* data) noexcept override {
-    return Perform([&] { PostState(TextOf(state), ContextDataCopy(ReadContextData(data))); });
+    return Perform([&] { PostState(TextOf(state), ReadContextData(data)); });
   }
 
   Abi::HRESULT TrackAction(Abi::HSTRING action, Abi::ContextMap* data) noexcept override {
-    return Perform([&] { PostAction(TextOf(action), ContextDataCopy(ReadContextData(data))); });
+    return Perform([&] { PostAction(TextOf(action), ReadContextData(data)); });
   }
 
   Abi::HRESULT TrackTimedActionStart(Abi::HSTRING action, Abi::ContextMap* data) noexcept override {
-    return Perform(
-        [&] { PostTimedActionStart(TextOf(action), ContextDataCopy(ReadContextData(data))); });
+    return Perform([&] { PostTimedActionStart(TextOf(action), ReadContextData(data)); });
   }
 
   Abi::HRESULT TrackTimedActionUpdate(Abi::HSTRING action,
                                       Abi::ContextMap* data) noexcept override {
-    return Perform(
-        [&] { PostTimedActionUpdate(TextOf(action), ContextDataCopy(ReadContextData(data))); });
+    return Perform([&] { PostTimedActionUpdate(TextOf(action), ReadContextData(data)); });
   }
 
   Abi::HRESULT TrackTimedActionEnd(Abi::HSTRING action) noexcept override {
@@ -40,8 +38,7 @@ class AnalyticsFactory final : public StaticsFactory<Abi::IAnalyticsStatics> {
   }
 
   Abi::HRESULT TrackLifetimeValueIncrease(double amount, Abi::ContextMap* data) noexcept override {
-    return Perform(
-        [&] { PostLifetimeValueIncrease(amount, ContextDataCopy(ReadContextData(data))); });
+    return Perform([&] { PostLifetimeValueIncrease(amount, ReadContextData(data)); });
   }
 
   Abi::HRESULT TrackLocation(double latitude, double longitude,
@@ -63,9 +60,7 @@ class AnalyticsFactory final : public StaticsFactory<Abi::IAnalyticsStatics> {
 
   Abi::HRESULT TrackLocationWithAccuracy(double latitude, double longitude, double accuracy,
                                          Abi::ContextMap* data) noexcept override {
-    return Perform([&] {
-      PostLocation({latitude, longitude}, accuracy, ContextDataCopy(ReadContextData(data)));
-    });
+    return Perform([&] { PostLocation({latitude, longitude}, accuracy, ReadContextData(data)); });
   }
 
  private:

@@ -32,8 +32,7 @@ class AudienceManagerFactory final : public StaticsFactory<Abi::IAudienceManager
       Abi::ContextMap* traits,
       Abi::IAsyncOperation<Abi::StringMapView*>** operation) noexcept override {
     return Deliver(operation, [&] {
-      return ActivationOperation<Abi::StringMapView*>::Make(
-          Signal(ContextDataCopy(ReadContextData(traits))));
+      return ActivationOperation<Abi::StringMapView*>::Make(Signal(ReadContextData(traits)));
     });
   }
 

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "api/activation_pairs.h"
 #include "api/activation_reference.h"
-#include "api/context_data_conversion.h"
 #include "core/context_data.h"
 #include "core/log.h"
 
@@ -91,10 +91,10 @@ void ReadPair(Abi::ContextPair& pair, StringMap& data) {
 
 }  // namespace
 
-StringMap ReadContextData(Abi::ContextMap* map) {
+ContextDataCopy ReadContextData(Abi::ContextMap* map) {
   StringMap data;
   ReadPairs(map, [&](Abi::ContextPair& pair) { ReadPair(pair, data); });
-  return data;
+  return ContextDataCopy(std::move(data));
 }
 
 }  // namespace Veltro::Internal

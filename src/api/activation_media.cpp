@@ -35,7 +35,7 @@ class MediaFactory final : public StaticsFactory<Abi::IMediaStatics> {
   }
 
   Abi::HRESULT Track(Abi::HSTRING name, Abi::ContextMap* data) noexcept override {
-    return Perform([&] { PostMediaTrack(TextOf(name), ContextDataCopy(ReadContextData(data))); });
+    return Perform([&] { PostMediaTrack(TextOf(name), ReadContextData(data)); });
   }
 
  private:

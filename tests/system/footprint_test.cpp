@@ -12,7 +12,6 @@
 #include <fstream>
 #include <functional>
 #include <new>
-#include <sstream>
 #include <thread>
 
 #include "api/runtime.h"
@@ -20,6 +19,7 @@
 #include "support/raw_server.h"
 #include "support/scoped_variable.h"
 #include "support/temporary_folder.h"
+#include "support/ten_values.h"
 #include "veltro/veltro.h"
 
 namespace {
@@ -49,17 +49,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Testing::RawServer;
-
-const ContextData kTenValues = {{"campaign", "autumn sale, second week"},
-                                {"cart.items", 3},
-                                {"cart.total", 119.85},
-                                {"category", "garden tools"},
-                                {"colour", "blue"},
-                                {"discount", 0.15F},
-                                {"gift", true},
-                                {"item", "can"},
-                                {"member", false},
-                                {"visits", std::int64_t{1234567}}};
+using Testing::TenValues;
 
 /// The library on the real platform, with a server that takes everything.
 class FootprintTest : public testing::Test {
@@ -115,15 +105,15 @@ TEST_F(HeldFootprintTest, ACallAllocatesItsDataAndItsWorkItem) {
   };
   const Row rows[] = {
       {"state without data", 1, [] { Analytics::TrackState("Home"); }},
-      {"state", 2, [] { Analytics::TrackState("Home", kTenValues); }},
-      {"action", 2, [] { Analytics::TrackAction("buy", kTenValues); }},
-      {"long name", 3, [] { Analytics::TrackAction("buy a watering can", kTenValues); }},
-      {"timed action", 2, [] { Analytics::TrackTimedActionStart("shop", kTenValues); }},
+      {"state", 2, [] { Analytics::TrackState("Home", TenValues()); }},
+      {"action", 2, [] { Analytics::TrackAction("buy", TenValues()); }},
+      {"long name", 3, [] { Analytics::TrackAction("buy a watering can", TenValues()); }},
+      {"timed action", 2, [] { Analytics::TrackTimedActionStart("shop", TenValues()); }},
       {"end of a timed action", 1, [] { Analytics::TrackTimedActionEnd("shop"); }},
-      {"lifetime value", 2, [] { Analytics::TrackLifetimeValueIncrease(1, kTenValues); }},
-      {"location", 2, [] { Analytics::TrackLocation(51.5, -0.1, kTenValues); }},
+      {"lifetime value", 2, [] { Analytics::TrackLifetimeValueIncrease(1, TenValues()); }},
+      {"location", 2, [] { Analytics::TrackLocation(51.5, -0.1, TenValues()); }},
       {"media report", 1, [] { Media::Play("film", 1); }},
-      {"media data", 2, [] { Media::Track("film", kTenValues); }},
+      {"media data", 2, [] { Media::Track("film", TenValues()); }},
       {"lifecycle", 0, [] { Config::CollectLifecycleData(); }},
   };
   for (const Row& row : rows) EXPECT_LE(AllocationsOf(row.call), row.most) << row.name;
@@ -134,7 +124,7 @@ TEST_F(HeldFootprintTest, AQueuedHitTakesItsPlaceInTheIndexAndNoMore) {
   constexpr int kHits = 5'000;
   const auto track = [this](int count) {
     for (int i = 0; i < count; ++i) {
-      Analytics::TrackAction("buy", kTenValues);
+      Analytics::TrackAction("buy", TenValues());
       // Calls that wait to be worked off take memory, too, but not for long.
       if (i % 10 == 9) {
         ASSERT_TRUE(runtime_->WaitUntilSaved(10s));
@@ -188,14 +178,14 @@ TEST_F(FootprintTest, NothingWakesUpWhileNothingHappens) {
 #endif
   if (!std::ifstream("/proc/self/syscall").good()) GTEST_SKIP() << "the system does not tell";
   Config::CollectLifecycleData();
-  Analytics::TrackAction("buy", kTenValues);
+  Analytics::TrackAction("buy", TenValues());
   Analytics::TrackTimedActionStart("shop");
   MediaSettings film;
   film.Name = "film";
   film.Length = 600;
   Media::Open(film);
   Media::Play("film", 0);
-  AudienceManager::SignalWithData(kTenValues).WaitFor(10s);
+  AudienceManager::SignalWithData(TenValues()).WaitFor(10s);
   Target::LoadRequest(Target::CreateRequest("place", "default")).WaitFor(10s);
   EXPECT_EQ(Host::Flush(10s), Host::FlushResult::Done);
   EXPECT_FALSE(AllOthersSleepForEver()) << "the film plays, which takes a look each second";

@@ -4,9 +4,10 @@
 
 #include "veltro/context_data.h"
 
-namespace Veltro::Bench {
+namespace Veltro::Internal::Testing {
 
-/// The context data that everything is measured with: ten values of all common types.
+/// The context data that calls are measured with, by tests and benchmarks: ten values of all common
+/// types.
 inline const ContextData& TenValues() {
   static const ContextData values = {{"campaign", "autumn sale, 2nd week"},
                                      {"cart.items", 3},
@@ -21,4 +22,4 @@ inline const ContextData& TenValues() {
   return values;
 }
 
-}  // namespace Veltro::Bench
+}  // namespace Veltro::Internal::Testing
