@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "base/number_text.h"
+#include "base/url_host.h"
 #include "base/utf.h"
 #include "core/log.h"
 #include "core/version.h"
@@ -15,6 +16,9 @@ namespace {
 constexpr std::chrono::milliseconds kRequestTimeout{5000};
 constexpr int kCooldownSeconds = 30;
 constexpr std::int64_t kStaleSeconds = 5;
+
+/// How often we look whether another process is still sending.
+constexpr std::chrono::milliseconds kTurnInterval{250};
 
 /// The host of a server setting: a name or an address that a port may follow.
 std::string HostOf(std::string_view server) {
@@ -92,22 +96,36 @@ void HitSender::Run() {
       }
       startAgain_ = false;
     }
-    Drain();
+    try {
+      Drain();
+    } catch (const std::exception& error) {
+      LogError("Analytics - Unable to send hit (%s)", error.what());
+    }
+    store_.YieldSending();
   }
 }
 
 void HitSender::Drain() {
   while (true) {
     sleeper_->Rearm();
-    const Next next = SendFirst();
+    if (!MaySend()) return;
+    const Next next = store_.ClaimSending() ? SendFirst() : WaitForTurn();
     if (next == Next::Stop) return;
     if (next == Next::CoolDown) CoolDown();
   }
 }
 
+bool HitSender::MaySend() {
+  return !IsStopping() && policy_.Permission() == SendPermission::Send &&
+         facts_.IsNetworkReachable(host_);
+}
+
+HitSender::Next HitSender::WaitForTurn() {
+  sleeper_->Sleep(kTurnInterval);
+  return Next::Continue;
+}
+
 HitSender::Next HitSender::SendFirst() {
-  if (IsStopping() || policy_.Permission() != SendPermission::Send) return Next::Stop;
-  if (!facts_.IsNetworkReachable(host_)) return Next::Stop;
   try {
     std::optional<HitStore::FirstHit> first = store_.First();
     return first ? Send(*first) : Next::Stop;
@@ -142,6 +160,9 @@ HitSender::Next HitSender::Send(HitStore::FirstHit& first) {
 }
 
 HitSender::Next HitSender::Request(const HitStore::FirstHit& first) {
+  if (!IsHostAndPort(config_.server)) {
+    throw PlatformError(kHttpBadUrl, "the configured server is no host name");
+  }
   std::string url = baseUrl_ + first.hit.hit;
   LogDebug("Analytics - Sending hit (%s)", url);
   RequestHandler request(transport_, std::move(url), kRequestTimeout);

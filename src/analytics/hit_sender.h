@@ -28,7 +28,8 @@ std::string MakeBaseUrl(const Configuration& config);
 /// Sends the stored hits to the collection server, oldest first, one at a time, on a thread of its
 /// own, until none is left or sending is not allowed or not possible. A hit leaves the store when
 /// the server has taken it; while offline tracking is on, one that the server refused is tried
-/// again after a cooldown. Knows nothing of the batch rule: whoever starts it decides when.
+/// again after a cooldown. While another process that shares the store is sending, it waits for its
+/// turn. Knows nothing of the batch rule: whoever starts it decides when.
 class HitSender {
  public:
   enum class DrainResult { Done, TimedOut, Offline, NotAllowed };
@@ -57,6 +58,8 @@ class HitSender {
 
   void Run();
   void Drain();
+  bool MaySend();
+  Next WaitForTurn();
   Next SendFirst();
   Next Send(HitStore::FirstHit& first);
   Next Request(const HitStore::FirstHit& first);

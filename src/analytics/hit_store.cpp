@@ -18,25 +18,47 @@ constexpr std::size_t kCopyChunk = 64 * 1024ULL;
 
 }  // namespace
 
-HitStore::HitStore(LocalFolder& folder) : folder_(folder) {
+HitStore::Turn::Turn(HitStore& store) : store_(store), lock_(store.mutex_) { store_.CatchUp(); }
+
+HitStore::Turn::~Turn() {
+  store_.size_ = store_.Count();
+  store_.queueLock_.Release();
+}
+
+HitStore::HitStore(LocalFolder& folder) : folder_(folder), queueLock_(folder) {
+  const Turn turn(*this);
+}
+
+/// Loads the file unless what we hold is what it says.
+void HitStore::CatchUp() {
   try {
-    Load();
+    if (const auto firstId = queueLock_.Acquire()) {
+      isCaughtUp_ = false;
+      // What we could not write follows hits that we have not seen: it cannot keep its numbers.
+      firstId_ = *firstId + (unsaved_.empty() ? 0 : 1);
+    }
+    if (!isCaughtUp_) Load();
   } catch (const PlatformError& error) {
-    LogError("Analytics - Unable to load queued hits (%s)", error.what());
+    isCaughtUp_ = false;
+    if (!troubleLogged_) LogError("Analytics - Unable to load queued hits (%s)", error.what());
     troubleLogged_ = true;
   }
-  size_ = Count();
 }
 
 void HitStore::Load() {
   const std::optional<std::string> text = folder_.Read(kFileName);
+  isCaughtUp_ = true;
+  fileIsCurrent_ = false;
+  elements_.clear();
+  file_ = nullptr;
+  end_ = shift_ = 0;
   if (!text) return SaveWhole();
   const auto elements = IndexHitDocument(*text);
   if (elements) file_ = OpenForEditing();
   if (!file_) return LoadForeign(*text);
   elements_.assign(elements->begin(), elements->end());
   end_ = text->size() - kHitDocumentTail.size();
-  fileIsCurrent_ = true;
+  fileIsCurrent_ = unsaved_.empty();
 }
 
 /// The file; null when it may only be read, so that its hits have to be kept in memory.
@@ -54,19 +76,19 @@ void HitStore::LoadForeign(std::string_view text) {
     LogError("Analytics - Unable to load queued hits (%s)",
              "the file is damaged; kept " + std::to_string(document.hits.size()) + " hits");
   }
-  unsaved_.assign(std::make_move_iterator(document.hits.begin()),
+  unsaved_.insert(unsaved_.begin(), std::make_move_iterator(document.hits.begin()),
                   std::make_move_iterator(document.hits.end()));
   SaveWhole();
 }
 
 void HitStore::Append(QueuedHit hit) {
-  const std::lock_guard lock(mutex_);
+  const Turn turn(*this);
   unsaved_.push_back(std::move(hit));
   Save([this] { WriteUnsaved(); });
 }
 
 std::optional<HitStore::FirstHit> HitStore::First() {
-  const std::lock_guard lock(mutex_);
+  const Turn turn(*this);
   while (!elements_.empty()) {
     if (auto hit = ReadHitElement(ReadFirstElement())) return FirstHit{firstId_, *std::move(hit)};
     LogError("Analytics - Invalid hit (removed)");
@@ -77,7 +99,7 @@ std::optional<HitStore::FirstHit> HitStore::First() {
 }
 
 void HitStore::ReplaceFirst(std::uint64_t id, const QueuedHit& hit) {
-  const std::lock_guard lock(mutex_);
+  const Turn turn(*this);
   if (id != firstId_ || Count() == 0) return;
   if (elements_.empty()) {
     unsaved_.front() = hit;
@@ -88,26 +110,44 @@ void HitStore::ReplaceFirst(std::uint64_t id, const QueuedHit& hit) {
 }
 
 void HitStore::RemoveFirst(std::uint64_t id) {
-  const std::lock_guard lock(mutex_);
+  const Turn turn(*this);
   if (id == firstId_ && Count() > 0) PopFirst();
 }
 
 void HitStore::Clear() {
-  const std::lock_guard lock(mutex_);
+  const Turn turn(*this);
   firstId_ += Count();
   elements_.clear();
   unsaved_.clear();
+  try {
+    queueLock_.Announce(firstId_);
+    folder_.Remove(kFileName);
+    isCaughtUp_ = true;
+  } catch (const PlatformError&) {
+    // What cannot be removed can perhaps be replaced.
+  }
   SaveWhole();
 }
 
-void HitStore::Sync() {
+bool HitStore::ClaimSending() {
   const std::lock_guard lock(mutex_);
+  return queueLock_.ClaimSending();
+}
+
+void HitStore::YieldSending() {
+  const std::lock_guard lock(mutex_);
+  queueLock_.YieldSending();
+}
+
+void HitStore::Sync() {
+  const Turn turn(*this);
   if (!fileIsCurrent_) return SaveWhole();
   if (!needsSync_.exchange(false)) return;
   try {
     file_->Sync();
   } catch (const PlatformError& error) {
-    LogError("Analytics - Unable to save hit queue (%s)", error.what());
+    fileIsCurrent_ = false;  // nobody knows what of it is on the device
+    LogTrouble(error);
   }
 }
 
@@ -142,8 +182,10 @@ void HitStore::PopFirst() {
 /// Brings the file up to date: by `editInPlace` when it was before the present change, else whole.
 void HitStore::Save(const std::function<void()>& editInPlace) {
   try {
-    if (fileIsCurrent_) {
-      fileIsCurrent_ = false;
+    const bool canEdit = std::exchange(fileIsCurrent_, false);
+    if (!isCaughtUp_) throw PlatformError("the file cannot be read");
+    queueLock_.Announce(firstId_);
+    if (canEdit) {
       editInPlace();
     } else {
       WriteWhole();
@@ -151,10 +193,13 @@ void HitStore::Save(const std::function<void()>& editInPlace) {
     fileIsCurrent_ = true;
     troubleLogged_ = false;
   } catch (const PlatformError& error) {
-    if (!troubleLogged_) LogError("Analytics - Unable to save hit queue (%s)", error.what());
-    troubleLogged_ = true;
+    LogTrouble(error);
   }
-  size_ = Count();
+}
+
+void HitStore::LogTrouble(const PlatformError& error) {
+  if (!troubleLogged_) LogError("Analytics - Unable to save hit queue (%s)", error.what());
+  troubleLogged_ = true;
 }
 
 void HitStore::SaveWhole() {

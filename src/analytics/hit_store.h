@@ -9,13 +9,18 @@
 #include <optional>
 
 #include "analytics/hit_document.h"
+#include "analytics/queue_lock.h"
 #include "platform/local_folder.h"
+#include "platform/platform_error.h"
 
 namespace Veltro::Internal {
 
 /// The queued hits, in order, in the file "VeltroDataCache.json". Memory holds where each hit lies;
 /// its text is read from the file when it is its turn. Safe to use from any thread: a lock is held
 /// for each operation, reading and writing included.
+///
+/// Several processes may share the file. Each operation holds a lock on "veltro.lock", too, and
+/// loads the file anew when the note in there tells that another process has changed it.
 ///
 /// After each change the file parses to exactly the queue. A change costs one positional write of
 /// one element, whatever the length of the queue: an appended element is written over the end of
@@ -24,7 +29,8 @@ namespace Veltro::Internal {
 /// outweigh the hits.
 ///
 /// When the system refuses a write, the queue goes on in memory, one line is logged, and each
-/// following change tries to write the file whole. Nothing here knows what a hit means or when it
+/// following change tries to write the file whole. A file that could not be read is never
+/// overwritten: each change tries to read it again. Nothing here knows what a hit means or when it
 /// may leave.
 class HitStore {
  public:
@@ -38,7 +44,7 @@ class HitStore {
   /// elements are complete, logged, and written anew; one that cannot be read is logged.
   explicit HitStore(LocalFolder& folder);
 
-  /// The number of hits as of the last finished change. Takes no lock.
+  /// The number of hits as of the last finished operation. Takes no lock.
   std::size_t Size() const { return size_; }
 
   void Append(QueuedHit hit);
@@ -54,8 +60,14 @@ class HitStore {
   /// was under way takes no other with it.
   void RemoveFirst(std::uint64_t id);
 
-  /// Removes all hits.
+  /// Removes all hits, and the file with all that was left beside it, even if no new one can be
+  /// written.
   void Clear();
+
+  /// Of the processes that share the file one at a time sends. Whether it is this one now; it stays
+  /// so until `YieldSending`.
+  bool ClaimSending();
+  void YieldSending();
 
   /// Returns when all changes so far would survive a loss of power, as far as the disk lets them;
   /// what it refused before is tried again. Free when they already would.
@@ -65,6 +77,18 @@ class HitStore {
   bool NeedsSync() const { return needsSync_; }
 
  private:
+  /// One operation's turn, in this process and among those that share the file.
+  class Turn {
+   public:
+    explicit Turn(HitStore& store);
+    ~Turn();
+
+   private:
+    HitStore& store_;
+    const std::lock_guard<std::mutex> lock_;
+  };
+
+  void CatchUp();
   void Load();
   void LoadForeign(std::string_view text);
   std::unique_ptr<LocalFile> OpenForEditing();
@@ -74,6 +98,7 @@ class HitStore {
   std::string ReadFirstElement();
   void PopFirst();
   void Save(const std::function<void()>& editInPlace);
+  void LogTrouble(const PlatformError& error);
   void SaveWhole();
   void WriteUnsaved();
   void WriteBlanks(std::uint64_t offset, std::size_t length);
@@ -83,6 +108,8 @@ class HitStore {
 
   LocalFolder& folder_;
   std::mutex mutex_;
+  QueueLock queueLock_;
+  bool isCaughtUp_ = false;          // what memory holds is based on the file as it is
   std::unique_ptr<LocalFile> file_;  // null when there is none to read or edit
   std::deque<HitElement> elements_;  // the hits that lie in the file
   std::deque<QueuedHit> unsaved_;    // the hits behind them, which do not

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "platform/linux/forked_child.h"
 #include "veltro/activation.h"
 
 namespace Veltro::Internal {
@@ -23,9 +24,11 @@ class LiveObjects {
   static void Add(std::int32_t change) noexcept;
 };
 
-/// Runs `body` and turns what it throws into an error code.
+/// Runs `body` and turns what it throws into an error code. In a child that was forked while the
+/// library ran, fails.
 template <class Body>
 Abi::HRESULT Guarded(Body&& body) noexcept {
+  if (InForkedChild()) return Abi::kFailure;
   try {
     return std::forward<Body>(body)();
   } catch (const std::bad_alloc&) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "api/runtime.h"
+#include "platform/linux/forked_child.h"
 #include "veltro/async_operation.h"
 
 namespace Veltro::Internal {
@@ -12,9 +13,10 @@ namespace Veltro::Internal {
 /// let nothing out.
 
 /// Runs `body` and swallows what it throws: out of memory is all that can go wrong here, and no
-/// reason to take the host down.
+/// reason to take the host down. In a child that was forked while the library ran, does nothing.
 template <class Body>
 void Enter(Body&& body) noexcept {
+  if (InForkedChild()) return;
   try {
     std::forward<Body>(body)();
   } catch (...) {

@@ -1,5 +1,6 @@
 #include "api/runtime.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <future>
@@ -8,7 +9,9 @@
 #include <utility>
 
 #include "api/host_options.h"
+#include "base/url_host.h"
 #include "core/log.h"
+#include "platform/linux/forked_child.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -32,8 +35,25 @@ class Deadline {
   const std::chrono::milliseconds end_;
 };
 
+/// Whether the end of the process will run `SaveAtExit` once more.
+constinit std::atomic<bool> willSaveAtExit{false};
+
+/// What is left of the time for all runs of `SaveAtExit`.
+constinit std::chrono::milliseconds exitTimeout = kExitTimeout;
+
 void SaveAtExit() {
-  if (Runtime* runtime = Runtime::Peek()) runtime->WaitUntilSaved(kExitTimeout);
+  willSaveAtExit = false;
+  Runtime* const runtime = Runtime::Peek();
+  if (runtime == nullptr || InForkedChild()) return;
+  exitTimeout = runtime->SaveForExit(exitTimeout);
+}
+
+/// Calls that are made while the process ends, by what the application has left to be done then,
+/// are saved as well: the list of what is to be done may still grow.
+void SaveAtNextExit() {
+  if (willSaveAtExit.load(std::memory_order_relaxed) || willSaveAtExit.exchange(true)) return;
+  std::atexit(SaveAtExit);
+  std::at_quick_exit(SaveAtExit);
 }
 
 }  // namespace
@@ -46,12 +66,13 @@ Runtime::Runtime(Platform platform)
     : platform_(std::move(platform)), logRoute_(*platform_.debugOutput) {}
 
 Runtime& Runtime::Current() {
+  SaveAtNextExit();
   if (Runtime* runtime = Peek()) return *runtime;
   const std::lock_guard lock(currentMutex);
   if (Runtime* runtime = Peek()) return *runtime;
   auto* const runtime = new Runtime(MakeHostPlatform());
   current.store(runtime, std::memory_order_release);
-  std::atexit(SaveAtExit);
+  WatchForks();
   return *runtime;
 }
 
@@ -225,6 +246,13 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
   return GetHitSender().WaitUntilDrained(deadline.Remaining());
 }
 
+std::chrono::milliseconds Runtime::SaveForExit(std::chrono::milliseconds timeout) {
+  const Deadline deadline(*platform_.clock, timeout);
+  StopCollecting();
+  WaitUntilSaved(timeout);
+  return std::max(deadline.Remaining(), std::chrono::milliseconds(0));
+}
+
 bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   const bool mediaSaved = mediaQueue_.WaitUntilDone(timeout);
@@ -247,6 +275,7 @@ void Runtime::RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout)
 std::optional<std::string> Runtime::IdentifierUrl() {
   if (GetPrivacy().Permission() != SendPermission::Send) return std::nullopt;
   const Configuration& config = GetConfiguration();
+  if (!IsHostAndPort(config.server)) return std::nullopt;
   return (config.ssl ? "https://" : "http://") + config.server + "/id";
 }
 
@@ -276,9 +305,14 @@ std::chrono::milliseconds Runtime::MonitorMedia() {
   return next;
 }
 
-/// The sender first: to it a request that the transport cancels has timed out.
-void Runtime::StopNetwork() {
+/// Ends the requests to the collection server.
+void Runtime::StopCollecting() {
+  GetIdentifiers().Stop();
   if (HitSender* const sender = hitSender_.Peek()) sender->Stop();
+}
+
+void Runtime::StopNetwork() {
+  StopCollecting();
   platform_.httpTransport->Stop();
 }
 

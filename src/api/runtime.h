@@ -146,6 +146,10 @@ class Runtime {
   /// Whether every accepted call has taken effect and is on disk within `timeout`.
   bool WaitUntilSaved(std::chrono::milliseconds timeout);
 
+  /// The same at the end of the process: nothing waits for the collection server any more, and no
+  /// more hits are sent. Goes on taking calls. Returns what is left of `timeout`.
+  std::chrono::milliseconds SaveForExit(std::chrono::milliseconds timeout);
+
  private:
   /// How many signals, and how many content requests, run side by side.
   static constexpr std::size_t kMaxRequests = 32;
@@ -183,6 +187,7 @@ class Runtime {
   void OnSignal(StringMap traits);
   void OnMedia(StringMap data, std::int32_t timestamp);
   std::chrono::milliseconds MonitorMedia();
+  void StopCollecting();
   void StopNetwork();
 
   // In the order of need: each object uses only those above it, and goes down before them.

@@ -64,13 +64,17 @@ std::u16string Identifiers::GetAnalyticsId() {
 std::u16string Identifiers::RetrieveAnalyticsIdFromServer() {
   const std::optional<std::string> url = serverUrl_();
   if (!url) return {};
+  HttpConnection* const connection = Connect();
+  if (connection == nullptr) return {};
+  std::u16string identifier;
   try {
-    RequestHandler request(transport_, *url, kServerTimeout);
-    return ParseIdentifier(request.GetStringAsync().Get());
+    const RequestHandler request(transport_, *url, kServerTimeout);
+    identifier = ParseIdentifier(request.GetString(*connection));
   } catch (const std::exception& error) {
     LogWarning("Analytics - Unable to retrieve aid from server (%s)", error.what());
-    return {};
   }
+  Disconnect();
+  return identifier;
 }
 
 std::u16string Identifiers::GenerateAnalyticsId() {
@@ -80,6 +84,23 @@ std::u16string Identifiers::GenerateAnalyticsId() {
   LimitDigit(digits[kHalf], 4, random_);
   digits.insert(kHalf, 1, '-');
   return ToUtf16(digits);
+}
+
+void Identifiers::Stop() {
+  const std::lock_guard lock(connectionMutex_);
+  isStopped_ = true;
+  if (connection_) connection_->Stop();
+}
+
+HttpConnection* Identifiers::Connect() {
+  const std::lock_guard lock(connectionMutex_);
+  if (!isStopped_) connection_ = transport_.NewConnection();
+  return connection_.get();
+}
+
+void Identifiers::Disconnect() {
+  const std::lock_guard lock(connectionMutex_);
+  connection_.reset();
 }
 
 }  // namespace Veltro::Internal

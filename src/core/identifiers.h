@@ -1,12 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 
 #include "core/settings_store.h"
-#include "platform/http_transport.h"
+#include "platform/http_connection.h"
 #include "platform/random_source.h"
 
 namespace Veltro::Internal {
@@ -34,13 +35,24 @@ class Identifiers {
   /// 64-bit number.
   std::u16string GenerateAnalyticsId();
 
+  /// Ends the request under way, as if the server had not answered, and makes no more. Returns at
+  /// once.
+  void Stop();
+
  private:
+  HttpConnection* Connect();
+  void Disconnect();
+
   SettingsStore& settings_;
   HttpTransport& transport_;
   RandomSource& random_;
   const ServerUrl serverUrl_;
   std::mutex mutex_;
   std::optional<std::u16string> analyticsId_;
+
+  std::mutex connectionMutex_;
+  std::unique_ptr<HttpConnection> connection_;  // null unless a request is under way
+  bool isStopped_ = false;
 };
 
 }  // namespace Veltro::Internal

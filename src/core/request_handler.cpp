@@ -78,6 +78,11 @@ std::int32_t RequestHandler::GetStatus(HttpConnection& connection) const {
   return Judge(answer, ReadStatus, kRequestTimeoutStatus);
 }
 
+std::string RequestHandler::GetString(HttpConnection& connection) const {
+  HttpResult answer = connection.Get(request_);
+  return Judge(answer, ReadBody, std::string());
+}
+
 void RequestHandler::SetCookie(const std::string& name, const std::string& value) {
   transport_.SetCookie(request_.url, name, value);
 }

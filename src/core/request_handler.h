@@ -68,6 +68,9 @@ class RequestHandler {
   /// Throws `PlatformError`, with its HRESULT, when there is none.
   std::int32_t GetStatus(HttpConnection& connection) const;
 
+  /// The same for the body, as of `GetStringAsync`.
+  std::string GetString(HttpConnection& connection) const;
+
   // The cookies that go with the URI, before the GET and after it. What is set here counts for the
   // registrable domain of its host and never expires; a cookie that is not there reads as "".
   void SetCookie(const std::string& name, const std::string& value);

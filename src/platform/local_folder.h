@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -39,6 +40,29 @@ class FileReplacement {
   virtual std::unique_ptr<LocalFile> Commit() = 0;
 };
 
+/// What the processes that share the folder agree by: numbered locks, each held by one process at a
+/// time and free again when that ends, however it ends, and a note that all can read. Used by one
+/// thread at a time. Every operation throws `PlatformError` when the system refuses it.
+class LockFile {
+ public:
+  /// Two numbers, 0 until somebody writes others.
+  using Note = std::array<std::uint64_t, 2>;
+
+  /// Frees all locks.
+  virtual ~LockFile() = default;
+
+  /// Takes a lock; waits for as long as another process holds it.
+  virtual void Lock(int number) = 0;
+
+  /// Takes a lock unless another process holds it; whether it is ours now.
+  virtual bool TryLock(int number) = 0;
+
+  virtual void Unlock(int number) = 0;
+
+  virtual Note ReadNote() = 0;
+  virtual void WriteNote(const Note& note) = 0;
+};
+
 /// The folder in which the library keeps its files, readable and writable by the user only. Safe to
 /// use from any thread; callers see to it that one file has one user. The folder is created with
 /// the first file in it. Operations throw `PlatformError` when the system refuses them.
@@ -54,6 +78,13 @@ class LocalFolder {
 
   /// Starts new contents for the file `name`.
   virtual std::unique_ptr<FileReplacement> Replace(std::string_view name) = 0;
+
+  /// Removes the file, and what a replacement that was never finished has left beside it. One that
+  /// is not there is no error.
+  virtual void Remove(std::string_view name) = 0;
+
+  /// Opens the lock file `name`, and creates it where there is none.
+  virtual std::unique_ptr<LockFile> OpenLockFile(std::string_view name) = 0;
 };
 
 }  // namespace Veltro::Internal

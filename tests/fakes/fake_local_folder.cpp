@@ -69,6 +69,48 @@ class FakeReplacement : public FileReplacement {
   bool committed_ = false;
 };
 
+class FakeLockFile : public LockFile {
+ public:
+  FakeLockFile(std::shared_ptr<FakeDisk> disk, std::string name)
+      : disk_(std::move(disk)), name_(std::move(name)) {}
+
+  ~FakeLockFile() override {
+    const std::lock_guard lock(disk_->mutex_);
+    std::erase_if(Locks().holders, [this](const auto& entry) { return entry.second == this; });
+    disk_->unlocked_.notify_all();
+  }
+
+  void Lock(int number) override {
+    std::unique_lock lock(disk_->mutex_);
+    disk_->unlocked_.wait(lock, [&] { return Take(number); });
+  }
+  bool TryLock(int number) override {
+    const std::lock_guard lock(disk_->mutex_);
+    return Take(number);
+  }
+  void Unlock(int number) override {
+    const std::lock_guard lock(disk_->mutex_);
+    const auto found = Locks().holders.find(number);
+    if (found != Locks().holders.end() && found->second == this) Locks().holders.erase(found);
+    disk_->unlocked_.notify_all();
+  }
+  Note ReadNote() override {
+    const std::lock_guard lock(disk_->mutex_);
+    return Locks().note;
+  }
+  void WriteNote(const Note& note) override {
+    const std::lock_guard lock(disk_->mutex_);
+    Locks().note = note;
+  }
+
+ private:
+  FakeDisk::Locks& Locks() { return disk_->locks_[name_]; }
+  bool Take(int number) { return Locks().holders.emplace(number, this).first->second == this; }
+
+  std::shared_ptr<FakeDisk> disk_;
+  std::string name_;
+};
+
 std::optional<std::string> FakeDisk::Contents(std::string_view name) {
   std::lock_guard lock(mutex_);
   const File file = Find(name);
@@ -146,6 +188,13 @@ void FakeDisk::Rename(const std::string& from, const std::string& to) {
   ++counts_.replaces;
 }
 
+void FakeDisk::Remove(std::string_view name) {
+  std::lock_guard lock(mutex_);
+  CountOrFail();
+  files_.erase(std::string(name) + std::string(kTemporarySuffix));
+  files_.erase(std::string(name));
+}
+
 FakeDisk::File FakeDisk::Find(std::string_view name) {
   const auto found = files_.find(name);
   return found == files_.end() ? nullptr : found->second;
@@ -177,6 +226,16 @@ std::unique_ptr<LocalFile> FakeLocalFolder::Open(std::string_view name) {
 std::unique_ptr<FileReplacement> FakeLocalFolder::Replace(std::string_view name) {
   RequirePlainName(name);
   return std::make_unique<FakeReplacement>(disk_, std::string(name));
+}
+
+void FakeLocalFolder::Remove(std::string_view name) {
+  RequirePlainName(name);
+  disk_->Remove(name);
+}
+
+std::unique_ptr<LockFile> FakeLocalFolder::OpenLockFile(std::string_view name) {
+  RequirePlainName(name);
+  return std::make_unique<FakeLockFile>(disk_, std::string(name));
 }
 
 }  // namespace Veltro::Internal::Testing

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -70,9 +71,16 @@ class FakeDisk {
   friend class FakeLocalFolder;
   friend class FakeLocalFile;
   friend class FakeReplacement;
+  friend class FakeLockFile;
 
   /// A file as such, without a name; open files keep theirs when the name gets another.
   using File = std::shared_ptr<std::string>;
+
+  /// A lock file: who holds which lock, and its note.
+  struct Locks {
+    std::map<int, const LockFile*> holders;
+    LockFile::Note note{};
+  };
 
   // These count and fail as asked; callers do not hold the lock.
   std::optional<std::string> ReadWhole(std::string_view name);
@@ -82,6 +90,7 @@ class FakeDisk {
   File OpenFile(std::string_view name);
   File CreateTemporary(const std::string& name);
   void Rename(const std::string& from, const std::string& to);
+  void Remove(std::string_view name);
 
   File Find(std::string_view name);
   bool CountAndTestFailure();
@@ -89,6 +98,8 @@ class FakeDisk {
 
   std::mutex mutex_;
   std::map<std::string, File, std::less<>> files_;
+  std::map<std::string, Locks, std::less<>> locks_;  // outside of what counts and fails
+  std::condition_variable unlocked_;
   Counts counts_;
   int failAfter_ = 0;  // operations until the failing one; 0 when none is to fail
   Repeat repeat_ = Repeat::Once;
@@ -105,6 +116,8 @@ class FakeLocalFolder : public LocalFolder {
   std::optional<std::string> Read(std::string_view name) override;
   std::unique_ptr<LocalFile> Open(std::string_view name) override;
   std::unique_ptr<FileReplacement> Replace(std::string_view name) override;
+  void Remove(std::string_view name) override;
+  std::unique_ptr<LockFile> OpenLockFile(std::string_view name) override;
 
  private:
   std::shared_ptr<FakeDisk> disk_;

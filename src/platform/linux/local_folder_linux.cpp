@@ -6,10 +6,14 @@
 
 #include <utility>
 
+#include "platform/linux/lock_file_linux.h"
+
 namespace Veltro::Internal {
 namespace {
 
 constexpr std::size_t kAppendBuffer = 64 * 1024;
+
+std::string TemporaryName(const std::string& name) { return name + ".tmp"; }
 
 std::string PlainName(std::string_view name) {
   if (name.empty() || name.find('/') != std::string_view::npos) {
@@ -43,7 +47,7 @@ class LocalFileLinux : public LocalFile {
 class FileReplacementLinux : public FileReplacement {
  public:
   FileReplacementLinux(FileDescriptor folder, std::string name)
-      : folder_(std::move(folder)), name_(std::move(name)), temporary_(name_ + ".tmp") {
+      : folder_(std::move(folder)), name_(std::move(name)), temporary_(TemporaryName(name_)) {
     Unlink();
     const auto create = [this] {
       return openat(folder_.Get(), temporary_.c_str(),
@@ -109,6 +113,25 @@ std::unique_ptr<LocalFile> LocalFolderLinux::Open(std::string_view name) {
 std::unique_ptr<FileReplacement> LocalFolderLinux::Replace(std::string_view name) {
   std::string plainName = PlainName(name);
   return std::make_unique<FileReplacementLinux>(folder_->Create(), std::move(plainName));
+}
+
+void LocalFolderLinux::Remove(std::string_view name) {
+  const std::string plainName = PlainName(name);
+  const FileDescriptor folder = folder_->Open();
+  if (!folder) return;
+  for (const std::string& file : {TemporaryName(plainName), plainName}) {
+    const int error = unlinkat(folder.Get(), file.c_str(), 0) == 0 ? 0 : errno;
+    if (error != 0 && error != ENOENT) ThrowSystemError("unlink", file, error);
+  }
+}
+
+std::unique_ptr<LockFile> LocalFolderLinux::OpenLockFile(std::string_view name) {
+  std::string plainName = PlainName(name);
+  const FileDescriptor folder = folder_->Create();
+  FileDescriptor file = OpenRegularFile(folder.Get(), plainName, O_RDWR | O_CREAT | O_NOFOLLOW);
+  if (!file) ThrowSystemError("open", name, ENOENT);
+  TightenFile(file, name);
+  return std::make_unique<LockFileLinux>(std::move(file), std::move(plainName));
 }
 
 FileDescriptor LocalFolderLinux::OpenFile(const std::string& name, int flags) {

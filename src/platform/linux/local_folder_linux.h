@@ -20,6 +20,9 @@ class LocalFolderLinux : public LocalFolder {
   /// The new contents are collected in "<name>.tmp".
   std::unique_ptr<FileReplacement> Replace(std::string_view name) override;
 
+  void Remove(std::string_view name) override;
+  std::unique_ptr<LockFile> OpenLockFile(std::string_view name) override;
+
  private:
   FileDescriptor OpenFile(const std::string& name, int flags);
 

@@ -45,14 +45,16 @@ class HitStoreTest : public testing::Test {
   Testing::FakeLocalFolder folder_{disk_};
 };
 
-TEST_F(HitStoreTest, KeepsTheFileEqualToTheQueueUnderRandomChanges) {
+TEST_F(HitStoreTest, KeepsTheFileEqualToTheQueueUnderRandomChangesOfTwoProcesses) {
   for (unsigned seed = 1; seed <= 4; ++seed) {
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
     disk_->Erase(kFile);
-    auto store = std::make_unique<HitStore>(folder_);
+    std::unique_ptr<HitStore> stores[] = {std::make_unique<HitStore>(folder_),
+                                          std::make_unique<HitStore>(folder_)};
     std::vector<QueuedHit> model;
     for (int step = 0; step < 150; ++step) {
+      std::unique_ptr<HitStore>& store = stores[random() % 2];
       switch (random() % 8) {
         case 0:
         case 1:
@@ -87,7 +89,8 @@ TEST_F(HitStoreTest, KeepsTheFileEqualToTheQueueUnderRandomChanges) {
       ASSERT_EQ(FileHits(), model) << "after step " << step;
       ASSERT_EQ(store->Size(), model.size());
     }
-    EXPECT_EQ(Drain(*store), model);
+    EXPECT_EQ(Drain(*stores[0]), model);
+    EXPECT_FALSE(stores[1]->First());
   }
   EXPECT_TRUE(log_.Lines().empty());
 }
@@ -131,6 +134,59 @@ TEST_F(HitStoreTest, NeverTakesAnotherHitForOneThatWasCleared) {
   store.ReplaceFirst(underWay->id, MakeHit(9));
   store.RemoveFirst(underWay->id);
   EXPECT_EQ(FileHits(), std::vector<QueuedHit>{MakeHit(2)});
+}
+
+TEST_F(HitStoreTest, NeverTakesAHitOfAnotherProcessForTheOneUnderWay) {
+  HitStore ours(folder_);
+  HitStore theirs(folder_);
+  ours.Append(MakeHit(1));
+  const auto underWay = ours.First();
+  theirs.Append(MakeHit(2));
+  ours.RemoveFirst(underWay->id);
+  EXPECT_EQ(FileHits(), std::vector<QueuedHit>{MakeHit(2)});
+  const auto next = ours.First();
+  theirs.Clear();
+  theirs.Append(MakeHit(3));
+  ours.RemoveFirst(next->id);
+  EXPECT_EQ(FileHits(), std::vector<QueuedHit>{MakeHit(3)});
+}
+
+TEST_F(HitStoreTest, OneProcessAtATimeSends) {
+  HitStore ours(folder_);
+  {
+    HitStore theirs(folder_);
+    EXPECT_TRUE(theirs.ClaimSending());
+    EXPECT_FALSE(ours.ClaimSending());
+    theirs.YieldSending();
+    EXPECT_TRUE(ours.ClaimSending());
+    ours.YieldSending();
+    EXPECT_TRUE(theirs.ClaimSending());
+  }
+  EXPECT_TRUE(ours.ClaimSending());  // the other one has ended
+}
+
+TEST_F(HitStoreTest, ClearsTheFileEvenWhenNoneCanBeWritten) {
+  HitStore store(folder_);
+  store.Append(MakeHit(1));
+  disk_->Put("VeltroDataCache.json.tmp", "a hit");  // of a process that died
+  disk_->FailAtOperation(2, Testing::FakeDisk::Repeat::ForGood);
+  store.Clear();
+  EXPECT_FALSE(disk_->Contents(kFile));
+  EXPECT_TRUE(disk_->TemporaryFiles().empty());
+}
+
+TEST_F(HitStoreTest, NeverOverwritesAFileThatItCouldNotRead) {
+  HitStore(folder_).Append(MakeHit(1));
+  disk_->FailAtOperation(1);
+  HitStore store(folder_);
+  disk_->FailAtOperation(1);
+  store.Append(MakeHit(2));
+  EXPECT_EQ(FileHits(), std::vector<QueuedHit>{MakeHit(1)});
+  store.Append(MakeHit(3));
+  EXPECT_EQ(FileHits(), (std::vector{MakeHit(1), MakeHit(2), MakeHit(3)}));
+  EXPECT_EQ(log_.Lines(), std::vector<std::string>{
+                              "Veltro Error: Analytics - Unable to load queued hits (write: No "
+                              "space left on device)\n"});
 }
 
 TEST_F(HitStoreTest, GivesARepairedTimestampRoomToGrow) {
@@ -183,7 +239,8 @@ TEST_F(HitStoreTest, GoesOnInMemoryWhileTheDiskRefusesAndWritesAllAfterwards) {
 TEST_F(HitStoreTest, LosesNothingWhicheverOperationFails) {
   for (int n = 1; n <= 12; ++n) {
     SCOPED_TRACE(n);
-    disk_->Erase(kFile);
+    disk_ = std::make_shared<Testing::FakeDisk>();
+    folder_ = Testing::FakeLocalFolder(disk_);
     HitStore store(folder_);
     for (int i = 1; i <= 3; ++i) store.Append(MakeHit(i));
     disk_->SetShortWrites(true);

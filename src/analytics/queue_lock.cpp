@@ -1,0 +1,60 @@
+#include "analytics/queue_lock.h"
+
+#include "core/log.h"
+#include "platform/platform_error.h"
+
+namespace Veltro::Internal {
+namespace {
+
+constexpr std::string_view kFileName = "veltro.lock";
+constexpr int kChangeLock = 0;
+constexpr int kSendLock = 1;
+
+}  // namespace
+
+std::optional<std::uint64_t> QueueLock::Acquire() {
+  if (RequireFile() == nullptr) return std::nullopt;
+  file_->Lock(kChangeLock);
+  const auto [version, firstId] = file_->ReadNote();
+  if (version == version_) return std::nullopt;
+  version_ = version;
+  return firstId;
+}
+
+void QueueLock::Announce(std::uint64_t firstId) {
+  if (!file_) return;
+  file_->WriteNote({version_ + 1, firstId});
+  ++version_;
+}
+
+void QueueLock::Release() noexcept { Unlock(kChangeLock); }
+
+bool QueueLock::ClaimSending() noexcept {
+  try {
+    return !file_ || file_->TryLock(kSendLock);
+  } catch (const PlatformError&) {
+    return true;
+  }
+}
+
+void QueueLock::YieldSending() noexcept { Unlock(kSendLock); }
+
+LockFile* QueueLock::RequireFile() {
+  if (file_) return file_.get();
+  try {
+    file_ = folder_.OpenLockFile(kFileName);
+  } catch (const PlatformError& error) {
+    LogDebug("Analytics - Unable to share the hit queue with other processes (%s)", error.what());
+  }
+  return file_.get();
+}
+
+void QueueLock::Unlock(int number) noexcept {
+  try {
+    if (file_) file_->Unlock(number);
+  } catch (const PlatformError&) {
+    // The lock goes with the process.
+  }
+}
+
+}  // namespace Veltro::Internal
