@@ -12,6 +12,7 @@
 #include "base/url_host.h"
 #include "core/log.h"
 #include "platform/linux/forked_child.h"
+#include "platform/linux/process_end.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -35,25 +36,11 @@ class Deadline {
   const std::chrono::milliseconds end_;
 };
 
-/// Whether the end of the process will run `SaveAtExit` once more.
-constinit std::atomic<bool> willSaveAtExit{false};
-
-/// What is left of the time for all runs of `SaveAtExit`.
+/// What is left of it, should calls still come while the process ends.
 constinit std::chrono::milliseconds exitTimeout = kExitTimeout;
 
 void SaveAtExit() {
-  willSaveAtExit = false;
-  Runtime* const runtime = Runtime::Peek();
-  if (runtime == nullptr || InForkedChild()) return;
-  exitTimeout = runtime->SaveForExit(exitTimeout);
-}
-
-/// Calls that are made while the process ends, by what the application has left to be done then,
-/// are saved as well: the list of what is to be done may still grow.
-void SaveAtNextExit() {
-  if (willSaveAtExit.load(std::memory_order_relaxed) || willSaveAtExit.exchange(true)) return;
-  std::atexit(SaveAtExit);
-  std::at_quick_exit(SaveAtExit);
+  if (Runtime* runtime = Runtime::Peek()) exitTimeout = runtime->SaveForExit(exitTimeout);
 }
 
 }  // namespace
@@ -66,7 +53,7 @@ Runtime::Runtime(Platform platform)
     : platform_(std::move(platform)), logRoute_(*platform_.debugOutput) {}
 
 Runtime& Runtime::Current() {
-  SaveAtNextExit();
+  SaveAtProcessEnd(SaveAtExit);
   if (Runtime* runtime = Peek()) return *runtime;
   const std::lock_guard lock(currentMutex);
   if (Runtime* runtime = Peek()) return *runtime;
@@ -248,8 +235,9 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
 
 std::chrono::milliseconds Runtime::SaveForExit(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
-  StopCollecting();
-  WaitUntilSaved(timeout);
+  StopRequests();
+  WaitUntilRequestsEnded(timeout);
+  WaitUntilSaved(deadline.Remaining());
   return std::max(deadline.Remaining(), std::chrono::milliseconds(0));
 }
 
@@ -305,14 +293,28 @@ std::chrono::milliseconds Runtime::MonitorMedia() {
   return next;
 }
 
-/// Ends the requests to the collection server.
-void Runtime::StopCollecting() {
-  GetIdentifiers().Stop();
+/// Ends the requests whose end the application does not see.
+void Runtime::StopRequests() {
+  GetIdentifiers().Requests().Stop();
+  if (DestinationForwarder* const destinations = destinationForwarder_.Peek()) {
+    destinations->Requests().Stop();
+  }
   if (HitSender* const sender = hitSender_.Peek()) sender->Stop();
 }
 
+bool Runtime::WaitUntilRequestsEnded(std::chrono::milliseconds timeout) {
+  const Deadline deadline(*platform_.clock, timeout);
+  DestinationForwarder* const destinations = destinationForwarder_.Peek();
+  HitSender* const sender = hitSender_.Peek();
+  return GetIdentifiers().Requests().WaitUntilDone(timeout) &&
+         (destinations == nullptr ||
+          destinations->Requests().WaitUntilDone(deadline.Remaining())) &&
+         (sender == nullptr ||
+          sender->WaitUntilDrained(deadline.Remaining()) != HitSender::DrainResult::TimedOut);
+}
+
 void Runtime::StopNetwork() {
-  StopCollecting();
+  StopRequests();
   platform_.httpTransport->Stop();
 }
 

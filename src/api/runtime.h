@@ -146,8 +146,9 @@ class Runtime {
   /// Whether every accepted call has taken effect and is on disk within `timeout`.
   bool WaitUntilSaved(std::chrono::milliseconds timeout);
 
-  /// The same at the end of the process: nothing waits for the collection server any more, and no
-  /// more hits are sent. Goes on taking calls. Returns what is left of `timeout`.
+  /// The same at the end of the process, when other libraries may be about to clean up after
+  /// themselves: nobody but signals and content requests is at the network any more. Goes on taking
+  /// calls. Returns what is left of `timeout`.
   std::chrono::milliseconds SaveForExit(std::chrono::milliseconds timeout);
 
  private:
@@ -187,7 +188,8 @@ class Runtime {
   void OnSignal(StringMap traits);
   void OnMedia(StringMap data, std::int32_t timestamp);
   std::chrono::milliseconds MonitorMedia();
-  void StopCollecting();
+  void StopRequests();
+  bool WaitUntilRequestsEnded(std::chrono::milliseconds timeout);
   void StopNetwork();
 
   // In the order of need: each object uses only those above it, and goes down before them.

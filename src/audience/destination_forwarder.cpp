@@ -37,9 +37,11 @@ void DestinationForwarder::Forward(const std::vector<std::string>& urls, bool pu
 
 void DestinationForwarder::Call(const std::string& url, bool publicHostsOnly) {
   try {
-    RequestHandler request(transport_, EscapeUrlIllegal(url), kTimeout);
+    RequestHandler request(requests_.Transport(), EscapeUrlIllegal(url), kTimeout);
     if (publicHostsOnly) request.RequirePublicHosts();
-    if (request.GetStatusAsync().Get() == kRequestTimeoutStatus) {
+    const std::int32_t status =
+        requests_.With([&](HttpConnection& connection) { return request.GetStatus(connection); });
+    if (status == kRequestTimeoutStatus) {
       LogWarning("Skaipra - Failed to forward dest; the request timed out");
     }
   } catch (const PlatformError& error) {

@@ -43,7 +43,7 @@ void LimitDigit(char& digit, std::int32_t limit, RandomSource& random) {
 Identifiers::Identifiers(SettingsStore& settings, HttpTransport& transport, RandomSource& random,
                          ServerUrl serverUrl)
     : settings_(settings),
-      transport_(transport),
+      requests_(transport),
       random_(random),
       serverUrl_(std::move(serverUrl)) {}
 
@@ -64,17 +64,14 @@ std::u16string Identifiers::GetAnalyticsId() {
 std::u16string Identifiers::RetrieveAnalyticsIdFromServer() {
   const std::optional<std::string> url = serverUrl_();
   if (!url) return {};
-  HttpConnection* const connection = Connect();
-  if (connection == nullptr) return {};
-  std::u16string identifier;
   try {
-    const RequestHandler request(transport_, *url, kServerTimeout);
-    identifier = ParseIdentifier(request.GetString(*connection));
+    const RequestHandler request(requests_.Transport(), *url, kServerTimeout);
+    return ParseIdentifier(
+        requests_.With([&](HttpConnection& connection) { return request.GetString(connection); }));
   } catch (const std::exception& error) {
     LogWarning("Analytics - Unable to retrieve aid from server (%s)", error.what());
+    return {};
   }
-  Disconnect();
-  return identifier;
 }
 
 std::u16string Identifiers::GenerateAnalyticsId() {
@@ -84,23 +81,6 @@ std::u16string Identifiers::GenerateAnalyticsId() {
   LimitDigit(digits[kHalf], 4, random_);
   digits.insert(kHalf, 1, '-');
   return ToUtf16(digits);
-}
-
-void Identifiers::Stop() {
-  const std::lock_guard lock(connectionMutex_);
-  isStopped_ = true;
-  if (connection_) connection_->Stop();
-}
-
-HttpConnection* Identifiers::Connect() {
-  const std::lock_guard lock(connectionMutex_);
-  if (!isStopped_) connection_ = transport_.NewConnection();
-  return connection_.get();
-}
-
-void Identifiers::Disconnect() {
-  const std::lock_guard lock(connectionMutex_);
-  connection_.reset();
 }
 
 }  // namespace Veltro::Internal

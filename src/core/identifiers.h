@@ -1,13 +1,12 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 
 #include "core/settings_store.h"
-#include "platform/http_connection.h"
+#include "core/stoppable_requests.h"
 #include "platform/random_source.h"
 
 namespace Veltro::Internal {
@@ -35,24 +34,16 @@ class Identifiers {
   /// 64-bit number.
   std::u16string GenerateAnalyticsId();
 
-  /// Ends the request under way, as if the server had not answered, and makes no more. Returns at
-  /// once.
-  void Stop();
+  /// The requests for the identifier. One that is stopped ends as if the server had not answered.
+  StoppableRequests& Requests() { return requests_; }
 
  private:
-  HttpConnection* Connect();
-  void Disconnect();
-
   SettingsStore& settings_;
-  HttpTransport& transport_;
+  StoppableRequests requests_;
   RandomSource& random_;
   const ServerUrl serverUrl_;
   std::mutex mutex_;
   std::optional<std::u16string> analyticsId_;
-
-  std::mutex connectionMutex_;
-  std::unique_ptr<HttpConnection> connection_;  // null unless a request is under way
-  bool isStopped_ = false;
 };
 
 }  // namespace Veltro::Internal

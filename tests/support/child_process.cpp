@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@ ChildProcess::ChildProcess(const std::function<void(const Report&)>& body) {
   id_ = fork();
   if (id_ < 0) throw std::runtime_error("fork failed");
   if (id_ == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     close(ends[0]);
     body([to = ends[1]](int number) {
       if (write(to, &number, sizeof number) != sizeof number) _exit(3);

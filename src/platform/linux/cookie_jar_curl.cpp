@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/http_transport.h"
+#include "platform/linux/process_end.h"
 #include "platform/linux/registrable_domain.h"
 #include "platform/linux/thread_signals.h"
 #include "platform/platform_error.h"
@@ -136,7 +137,10 @@ void CookieJarCurl::RequireStore() {
 
 void CookieJarCurl::MakeStore() {
   static std::once_flag initialised;
-  std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  std::call_once(initialised, [] {
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    SaveAtProcessEndFirst();  // it may have started a TLS library, which tidies up
+  });
   share_.reset(curl_share_init());
   easy_.reset(curl_easy_init());
   if (!share_ || !easy_) throw PlatformError(kHttpUnknownError, "libcurl cannot start");

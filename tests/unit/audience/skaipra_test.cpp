@@ -187,7 +187,7 @@ TEST_F(SkaipraTest, LeavesOutDestinationsWhenTooManyAreWaiting) {
   for (int i = 0; i < 8; ++i) fakes_.httpTransport.ScriptPending();
   process.skaipra.SignalWithData({});
   EXPECT_EQ(log_.Count("Skaipra - Failed to forward the dest (too many are waiting)"), 1);
-  fakes_.httpTransport.Stop();
+  process.destinations.Requests().Stop();
 }
 
 TEST_F(SkaipraTest, RefusesServersThatAreNoHost) {
