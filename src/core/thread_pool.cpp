@@ -15,17 +15,21 @@ ThreadPool::~ThreadPool() {
 }
 
 void ThreadPool::Post(WorkItem item) {
+  bool isRefused = false;
   {
     const std::lock_guard lock(mutex_);
     pending_.push_back(std::move(item));
     const bool allAreBusy = pending_.size() > idle_ && !stopping_;
-    if (allAreBusy && threads_.size() < maxThreads_) AddThread();
+    if (allAreBusy && threads_.size() < maxThreads_) isRefused = !AddThread();
   }
   wake_.notify_one();
+  if (isRefused) LogThreadRefused();
 }
 
-void ThreadPool::AddThread() {
-  if (auto thread = StartThread([this] { Run(); })) threads_.push_back(*std::move(thread));
+bool ThreadPool::AddThread() {
+  auto thread = StartThread([this] { Run(); });
+  if (thread) threads_.push_back(*std::move(thread));
+  return thread.has_value();
 }
 
 void ThreadPool::Run() {

@@ -30,7 +30,7 @@ class ThreadPool {
   void Post(WorkItem item);
 
  private:
-  void AddThread();  // with `mutex_` held
+  bool AddThread();  // with `mutex_` held; false when the system refuses
   void Run();
 
   const std::size_t maxThreads_;

@@ -21,10 +21,13 @@ void RunWorkItem(const WorkItem& item) noexcept {
 std::optional<std::thread> StartThread(WorkItem body) {
   try {
     return std::thread(std::move(body));
-  } catch (const std::system_error& error) {
-    LogError("Analytics - Unable to start a thread (%s)", error.what());
+  } catch (const std::system_error&) {
     return std::nullopt;
   }
+}
+
+void LogThreadRefused() {
+  LogError("Analytics - Unable to start a thread, work has to wait for another try");
 }
 
 }  // namespace Veltro::Internal

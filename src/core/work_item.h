@@ -12,7 +12,10 @@ using WorkItem = std::function<void()>;
 /// Runs `item`. What it throws is logged and forgotten.
 void RunWorkItem(const WorkItem& item) noexcept;
 
-/// A new thread that runs `body`; nothing, but a line in the log, when the system refuses one.
+/// A new thread that runs `body`; nothing when the system refuses one.
 std::optional<std::thread> StartThread(WorkItem body);
+
+/// Says that the system refused a thread. To be called without a lock, as the host gets the line.
+void LogThreadRefused();
 
 }  // namespace Veltro::Internal

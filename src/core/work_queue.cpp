@@ -51,21 +51,24 @@ bool WorkQueue::WaitUntilDone(std::chrono::milliseconds timeout) {
 }
 
 void WorkQueue::Add(WorkItem item, Haste haste) {
-  bool wake;
+  bool wake = false;
+  bool hasThread = false;
   {
     const std::lock_guard lock(mutex_);
     pending_.push_back(std::move(item));
-    RequireThread();
+    hasThread = RequireThread();
     if (haste == Haste::Soon) restsNext_ = true;
     wake = sleep_ == Sleep::Deep || (sleep_ == Sleep::Rest && haste == Haste::Now);
     if (wake) sleep_ = Sleep::None;
   }
   if (wake) wake_.notify_one();
+  if (!hasThread) LogThreadRefused();
 }
 
-void WorkQueue::RequireThread() {
-  if (thread_.joinable()) return;
+bool WorkQueue::RequireThread() {
+  if (thread_.joinable()) return true;
   if (auto thread = StartThread([this] { Run(); })) thread_ = *std::move(thread);
+  return thread_.joinable();
 }
 
 void WorkQueue::Run() {

@@ -54,7 +54,7 @@ class WorkQueue {
   enum class Sleep { None, Rest, Deep };
 
   void Add(WorkItem item, Haste haste);
-  void RequireThread();  // with `mutex_` held
+  bool RequireThread();  // with `mutex_` held; false when the system refuses
   void Run();
   void RunDry(std::unique_lock<std::mutex>& lock);
   void WaitForItems(std::unique_lock<std::mutex>& lock, Sleep sleep,

@@ -4,9 +4,11 @@
 #include <netinet/in.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <optional>
 
 namespace Veltro::Internal {
 namespace {
@@ -19,11 +21,14 @@ struct Range4 {
 constexpr Range4 kNotPublic4[] = {
     {0x00000000, 8},   // 0.0.0.0/8, this host
     {0x0A000000, 8},   // 10.0.0.0/8, private
+    {0x64400000, 10},  // 100.64.0.0/10, private to a provider's network
     {0x7F000000, 8},   // 127.0.0.0/8, loopback
     {0xA9FE0000, 16},  // 169.254.0.0/16, link-local
     {0xAC100000, 12},  // 172.16.0.0/12, private
+    {0xC0000000, 24},  // 192.0.0.0/24, protocol assignments
     {0xC0A80000, 16},  // 192.168.0.0/16, private
-    {0xE0000000, 4},   // 224.0.0.0/4, multicast
+    {0xC6120000, 15},  // 198.18.0.0/15, test networks
+    {0xE0000000, 3},   // 224.0.0.0/3, multicast, reserved and broadcast
 };
 
 /// `address` is in the byte order of the machine.
@@ -35,16 +40,31 @@ bool IsPublic4(std::uint32_t address) {
 
 bool IsPublic4(const in_addr& address) { return IsPublic4(ntohl(address.s_addr)); }
 
+/// The IPv4 address that an IPv6 address leads to; nothing when it leads to none.
+std::optional<in_addr> EmbeddedAddress(const std::uint8_t* bytes) {
+  struct {
+    std::initializer_list<std::uint8_t> prefix;
+    std::size_t offset;
+  } const kinds[] = {
+      {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 12},           // ::/96, compatible, :: and ::1
+      {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF}, 12},     // ::ffff:0:0/96, mapped
+      {{0, 0x64, 0xFF, 0x9B, 0, 0, 0, 0, 0, 0, 0, 0}, 12},  // 64:ff9b::/96, translated
+      {{0x20, 0x02}, 2},                                    // 2002::/16, tunnelled
+  };
+  for (const auto& kind : kinds) {
+    if (!std::equal(kind.prefix.begin(), kind.prefix.end(), bytes)) continue;
+    in_addr address{};
+    std::memcpy(&address, bytes + kind.offset, sizeof address);
+    return address;
+  }
+  return std::nullopt;
+}
+
 bool IsPublic6(const in6_addr& address) {
   const std::uint8_t* const bytes = address.s6_addr;
-  if (IN6_IS_ADDR_V4MAPPED(&address)) {
-    in_addr mapped{};
-    std::memcpy(&mapped, bytes + 12, sizeof mapped);
-    return IsPublic4(mapped);
-  }
+  if (const auto embedded = EmbeddedAddress(bytes)) return IsPublic4(*embedded);
   const bool isUniqueLocal = (bytes[0] & 0xFE) == 0xFC;
-  return !isUniqueLocal && !IN6_IS_ADDR_UNSPECIFIED(&address) && !IN6_IS_ADDR_LOOPBACK(&address) &&
-         !IN6_IS_ADDR_LINKLOCAL(&address) && !IN6_IS_ADDR_MULTICAST(&address);
+  return !isUniqueLocal && !IN6_IS_ADDR_LINKLOCAL(&address) && !IN6_IS_ADDR_MULTICAST(&address);
 }
 
 }  // namespace
