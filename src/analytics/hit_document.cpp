@@ -46,10 +46,8 @@ class Scanner {
     if (!Take(kElementHead) || !SkipString() || !Take(kElementMiddle)) return std::nullopt;
     HitElement element{start, 0, 0};
     const char* const end = text_.data() + text_.size();
-    const auto number = std::from_chars(text_.data() + position_, end, element.timestamp);
-    if (number.ec != std::errc()) return std::nullopt;
-    position_ = static_cast<std::size_t>(number.ptr - text_.data());
-    if (!Take("}")) return std::nullopt;
+    std::from_chars(text_.data() + position_, end, element.timestamp);
+    if (!Take(std::to_string(element.timestamp)) || !Take("}")) return std::nullopt;
     element.length = static_cast<std::uint32_t>(position_ - start);
     return element;
   }
@@ -80,6 +78,11 @@ std::optional<QueuedHit> ReadJsonElement(const json& element) {
   const json& timestamp = element["T"];
   if (!hit.is_string() || !timestamp.is_number()) return std::nullopt;
   return QueuedHit{hit.get<std::string>(), TruncateToInt32(timestamp.get<double>())};
+}
+
+/// Whether an element in our layout is JSON, which only its escapes may prevent.
+bool IsReadable(std::string_view element) {
+  return element.find('\\') == element.npos || ReadHitElement(element).has_value();
 }
 
 /// Every complete element of a text that may be torn or overwritten anywhere.
@@ -132,7 +135,7 @@ std::optional<std::vector<HitElement>> IndexHitDocument(std::string_view text) {
   if (scanner.Take(kHitDocumentTail) && scanner.AtEnd()) return elements;
   do {
     const std::optional<HitElement> element = scanner.TakeElement();
-    if (!element) return std::nullopt;
+    if (!element || !IsReadable(text.substr(element->offset, element->length))) return std::nullopt;
     elements.push_back(*element);
   } while (scanner.Take(","));
   if (!scanner.Take(kHitDocumentTail) || !scanner.AtEnd()) return std::nullopt;

@@ -33,7 +33,8 @@ TEST(HitDocument, IndexesOurOwnLayoutOnly) {
        {"", R"({"Hits":[)", R"({"Hits":[]} )", R"({"Hits": []})", R"({"Hits":[{"H":"a","T":1}, ]})",
         R"({"Hits":[{"H":"a","T":1.5}]})", R"({"Hits":[{"H":"a","T":1},]})",
         R"({"Hits":[{"T":1,"H":"a"}]})", "{\"Hits\":[{\"H\":\"a\xFF\",\"T\":1}]}",
-        R"({"Hits":[{"H":"a","T":99999999999}]})", R"({"Hits":[{"H":"a\)"}) {
+        R"({"Hits":[{"H":"a","T":99999999999}]})", R"({"Hits":[{"H":"a","T":07}]})",
+        R"({"Hits":[{"H":"a\q","T":1}]})", R"({"Hits":[{"H":"a\)"}) {
     EXPECT_FALSE(IndexHitDocument(other)) << other;
   }
 }
