@@ -13,7 +13,6 @@
 namespace Veltro::Internal {
 namespace {
 
-constexpr std::chrono::milliseconds kRequestTimeout{5000};
 constexpr int kCooldownSeconds = 30;
 constexpr std::int64_t kStaleSeconds = 5;
 
@@ -43,7 +42,7 @@ std::string MakeBaseUrl(const Configuration& config) {
 
 HitSender::HitSender(HitStore& store, const Configuration& config, const SendPolicy& policy,
                      DeviceInformation& device, DeviceFacts& facts, HttpTransport& transport,
-                     Clock& clock)
+                     Clock& clock, std::chrono::milliseconds requestTimeout)
     : store_(store),
       config_(config),
       policy_(policy),
@@ -51,6 +50,7 @@ HitSender::HitSender(HitStore& store, const Configuration& config, const SendPol
       facts_(facts),
       transport_(transport),
       clock_(clock),
+      requestTimeout_(requestTimeout),
       connection_(transport.NewConnection()),
       baseUrl_(MakeBaseUrl(config)),
       host_(HostOf(config.server)),
@@ -165,7 +165,7 @@ HitSender::Next HitSender::Request(const HitStore::FirstHit& first) {
   }
   std::string url = baseUrl_ + first.hit.hit;
   LogDebug("Analytics - Sending hit (%s)", url);
-  RequestHandler request(transport_, std::move(url), kRequestTimeout);
+  RequestHandler request(transport_, std::move(url), requestTimeout_);
   request.AddHeader("User-Agent", ToUtf8(device_.GetUserAgent()));
   request.AddHeader("Accept-Language", ToUtf8(device_.GetLanguageTag()));
   const std::int32_t status = request.GetStatus(*connection_);

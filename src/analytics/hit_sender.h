@@ -34,8 +34,11 @@ class HitSender {
  public:
   enum class DrainResult { Done, TimedOut, Offline, NotAllowed };
 
+  static constexpr std::chrono::milliseconds kRequestTimeout{5000};
+
   HitSender(HitStore& store, const Configuration& config, const SendPolicy& policy,
-            DeviceInformation& device, DeviceFacts& facts, HttpTransport& transport, Clock& clock);
+            DeviceInformation& device, DeviceFacts& facts, HttpTransport& transport, Clock& clock,
+            std::chrono::milliseconds requestTimeout = kRequestTimeout);
 
   /// Stops, and ends the thread.
   ~HitSender();
@@ -77,6 +80,7 @@ class HitSender {
   DeviceFacts& facts_;
   HttpTransport& transport_;
   Clock& clock_;
+  const std::chrono::milliseconds requestTimeout_;
   const std::unique_ptr<HttpConnection> connection_;
   const std::string baseUrl_;
   const std::string host_;

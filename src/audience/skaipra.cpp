@@ -94,7 +94,7 @@ std::string Skaipra::BuildUrl(const StringMap& traits) {
   }
   url += "&d_ptfm=win10&d_dst=1&d_rtbd=json";
   JoinParameters(url);
-  return EscapeUrlIllegal(url);
+  return EscapeUrlIllegal(url, "#");  // which would end the query
 }
 
 StringMap Skaipra::Send(const std::string& url) {

@@ -46,13 +46,14 @@ void AppendUrlParameter(std::u16string_view key, std::u16string_view value, std:
   AppendUrlEscaped(value, out);
 }
 
-std::string EscapeUrlIllegal(std::string_view url) {
+std::string EscapeUrlIllegal(std::string_view url, std::string_view more) {
   std::string escaped;
   escaped.reserve(url.size());
   for (const char character : url) {
     const auto byte = static_cast<unsigned char>(character);
-    const bool isIllegal =
-        byte <= 0x20 || byte >= 0x7F || kIllegal.find(character) != kIllegal.npos;
+    const bool isIllegal = byte <= 0x20 || byte >= 0x7F ||
+                           kIllegal.find(character) != kIllegal.npos ||
+                           more.find(character) != more.npos;
     if (isIllegal) {
       AppendEscapedByte(byte, escaped);
     } else {

@@ -14,7 +14,8 @@ void AppendUrlEscaped(std::u16string_view text, std::string& out);
 void AppendUrlParameter(std::u16string_view key, std::u16string_view value, std::string& out);
 
 /// `url`, UTF-8, with the characters percent-encoded that may stand in no URL: controls, blanks,
-/// those outside ASCII, the double quote and <>\^`{|}. Others stay, "%" among them.
-std::string EscapeUrlIllegal(std::string_view url);
+/// those outside ASCII, the double quote and <>\^`{|}, and those of `more`, which are ASCII. Others
+/// stay, "%" among them.
+std::string EscapeUrlIllegal(std::string_view url, std::string_view more = {});
 
 }  // namespace Veltro::Internal

@@ -7,7 +7,8 @@
 namespace Veltro::Internal {
 
 /// Whether `text` may be an identifier that a server has assigned: 1 to 256 visible ASCII
-/// characters. Such texts go into URLs and cookies as they are; anything else counts as absent.
+/// characters. Such texts go into cookies as they are, and into URLs with what is not allowed there
+/// percent-encoded; anything else counts as absent.
 template <class Character>
 constexpr bool IsAssignedId(std::basic_string_view<Character> text) {
   constexpr std::size_t kMaxLength = 256;

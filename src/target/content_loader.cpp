@@ -111,9 +111,9 @@ std::string ContentLoader::BuildUrl(const TargetLocationRequest& request,
                                     const ContentIds::Values& ids) {
   std::string url = LocationsUrl() + "?mboxContentType=text%2Fplain%3Bcharset%3Dutf-8&t=";
   url += std::to_string(sources_.clock.UnixSeconds());
-  if (!ids.pcId.empty() && !ids.sessionId.empty()) {
-    url.append("&mboxXDomain=disabled&mboxSession=").append(ids.sessionId);
-    url.append("&mboxPC=").append(ids.pcId);
+  if (!ids.pcId.empty() && !ids.sessionId.empty()) {  // in which "#" would end the query
+    url.append("&mboxXDomain=disabled&mboxSession=").append(EscapeUrlIllegal(ids.sessionId, "#"));
+    url.append("&mboxPC=").append(EscapeUrlIllegal(ids.pcId, "#"));
   }
   url += "&mboxDefault=none";
   AppendUrlParameter(u"mbox", ToUtf16(request.Name), url);

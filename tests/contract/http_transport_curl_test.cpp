@@ -22,12 +22,7 @@ using Reply = RawServer::Reply;
 using Then = RawServer::Then;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kShort{150};
 constexpr milliseconds kLong{5000};
-
-std::string Redirect(const std::string& status, const std::string& location) {
-  return RawServer::Answer(status, "moved", "Location: " + location + "\r\n");
-}
 
 std::string PathOf(const std::string& head) { return head.substr(4, head.find(' ', 4) - 4); }
 
@@ -45,89 +40,6 @@ class HttpTransportCurlTest : public testing::Test {
   HttpTransportCurl transport{"", std::make_unique<FakeLocalFolder>(disk), nullptr};
   std::unique_ptr<HttpConnection> connection = transport.NewConnection();
 };
-
-struct Row {
-  const char* name;
-  Reply reply;
-  milliseconds timeout;
-  Outcome outcome;
-  std::int32_t status = 0;
-  std::uint32_t error = 0;
-  std::string body = {};
-  bool bodyIsWhole = true;
-};
-
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
-
-Row Answered(const char* name, Reply reply, std::int32_t status, std::string body = {},
-             bool isWhole = true) {
-  return {name, std::move(reply), kLong, Outcome::Answered, status, 0, std::move(body), isWhole};
-}
-
-Row Failed(const char* name, Reply reply, std::uint32_t error) {
-  return {name, std::move(reply), kLong, Outcome::Failed, 0, error};
-}
-
-Row TimedOut(const char* name, Reply reply) {
-  return {name, std::move(reply), kShort, Outcome::Cancelled};
-}
-
-std::vector<Row> AnswerRows() {
-  const std::string megabyte(kMaxHttpBodyBytes, 'x');
-  const std::string chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
-  const std::string chunk = "1000\r\n" + std::string(0x1000, 'x') + "\r\n";
-  return {
-      Answered("NoContent", {"HTTP/1.1 204 No Content\r\n\r\n"}, 204),
-      Answered("BodyUpToClose", {"HTTP/1.0 200 OK\r\n\r\nrest", Then::Close}, 200, "rest"),
-      Answered("InformationalFirst",
-               {"HTTP/1.1 103 Early\r\n\r\n" + RawServer::Answer("200 OK", "a")}, 200, "a"),
-      Answered("BodyOfTheLimit", {RawServer::Answer("200 OK", megabyte)}, 200, megabyte),
-      Answered("BodyOverTheLimit", {RawServer::Answer("200 OK", megabyte + "y")}, 200, megabyte,
-               false),
-      Answered("EndlessBody", {chunk, Then::Close, 1'000'000, milliseconds(0), chunked}, 200,
-               megabyte, false),
-      Answered("RedirectToNowhere", {RawServer::Answer("307 Moved", "lost")}, 307, "lost"),
-      Answered("RedirectToFile", {Redirect("302 Moved", "file:///etc/passwd")}, 302, "moved"),
-      Answered("NoRedirectStatus", {Redirect("304 Same", "/elsewhere")}, 304),
-      Failed("ClosedBeforeAnswer", {"", Then::Close}, kHttpConnectionClosed),
-      Failed("ResetBeforeAnswer", {"", Then::Reset}, kHttpConnectionReset),
-      Failed("ClosedInBody", {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", Then::Close},
-             kHttpConnectionReset),
-      Failed("GarbageStatusLine", {"GARBAGE\r\n\r\n", Then::Close}, kHttpUnknownError),
-      Failed("BadChunk", {chunked + "zz\r\n", Then::Close}, kHttpConnectionReset),
-      Failed("FloodOfHeaders",
-             {"HTTP/1.1 103 Early\r\nA: " + std::string(1000, 'a') + "\r\n\r\n", Then::Close, 400},
-             kHttpUnknownError),
-      TimedOut("Silence", {}),
-      TimedOut("SilenceInBody", {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf"}),
-      TimedOut("TrickleOfHeads",
-               {"HTTP/1.1 103 Early\r\n\r\n", Then::Close, 1000, milliseconds(10)}),
-      TimedOut("TrickleOfBody", {"1\r\nx\r\n", Then::Close, 1000, milliseconds(10), chunked}),
-  };
-}
-
-class AwkwardAnswer : public HttpTransportCurlTest, public testing::WithParamInterface<Row> {};
-
-TEST_P(AwkwardAnswer, EndsAsItShould) {
-  const Row& row = GetParam();
-  RawServer server([&](const std::string&) { return row.reply; });
-  for (const bool overConnection : {false, true}) {
-    SCOPED_TRACE(overConnection ? "over a connection" : "");
-    const auto start = std::chrono::steady_clock::now();
-    const HttpResult result =
-        overConnection ? GetOverConnection(server, row.timeout) : Get(server, row.timeout);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, row.timeout + std::chrono::seconds(2));
-    EXPECT_EQ(result.outcome, row.outcome) << result.errorMessage;
-    EXPECT_EQ(result.status, row.status);
-    EXPECT_EQ(result.error, row.error) << std::hex << result.error << result.errorMessage;
-    EXPECT_TRUE(result.body == row.body) << result.body.size() << " bytes";
-    EXPECT_EQ(result.bodyIsWhole, row.bodyIsWhole);
-    EXPECT_EQ(result.errorMessage.empty(), row.outcome != Outcome::Failed);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(, AwkwardAnswer, testing::ValuesIn(AnswerRows()),
-                         [](const auto& row) { return row.param.name; });
 
 TEST_F(HttpTransportCurlTest, UrlsThatCannotBeAskedFail) {
   struct {
@@ -170,7 +82,7 @@ TEST_F(HttpTransportCurlTest, ConnectionKeepsBrokenPipesFromRaisingSignals) {
 
 TEST_F(HttpTransportCurlTest, ConnectionSharesTheCookiesAndFollowsRedirects) {
   RawServer server([](const std::string& head) {
-    if (PathOf(head) == "/") return Reply{Redirect("302 Found", "/there")};
+    if (PathOf(head) == "/") return Reply{RawServer::Redirect("302 Found", "/there")};
     return Reply{RawServer::Answer("200 OK", "", "Set-Cookie: brought=1; Max-Age=600\r\n")};
   });
   EXPECT_EQ(GetOverConnection(server).status, 200);
@@ -188,7 +100,8 @@ TEST_F(HttpTransportCurlTest, FollowsRedirectsToTheLimitAndNoFurther) {
     RawServer server([&](const std::string& head) {
       const int step = std::stoi(PathOf(head).substr(1));
       if (step == redirects) return Reply{RawServer::Answer("200 OK", "arrived")};
-      return Reply{Redirect(step % 2 == 0 ? "301 Moved" : "307 Moved", std::to_string(step + 1))};
+      return Reply{
+          RawServer::Redirect(step % 2 == 0 ? "301 Moved" : "307 Moved", std::to_string(step + 1))};
     });
     const HttpResult result = Fetch(transport, {server.Url("/0"), {}, kLong});
     const bool arrives = redirects <= kMaxHttpRedirects;
@@ -200,7 +113,8 @@ TEST_F(HttpTransportCurlTest, FollowsRedirectsToTheLimitAndNoFurther) {
 
 TEST_F(HttpTransportCurlTest, FollowsARedirectToAnotherServerWithTheSameHeaders) {
   RawServer target([](const std::string&) { return Reply{RawServer::Answer("200 OK", "there")}; });
-  RawServer server([&](const std::string&) { return Reply{Redirect("302 Moved", target.Url())}; });
+  RawServer server(
+      [&](const std::string&) { return Reply{RawServer::Redirect("302 Moved", target.Url())}; });
   const HttpResult result = Fetch(transport, {server.Url(), {{"X-Token", "1"}}, kLong});
   EXPECT_EQ(result.body, "there");
   EXPECT_NE(target.Heads().at(0).find("\r\nX-Token: 1\r\n"), std::string::npos);
@@ -209,7 +123,7 @@ TEST_F(HttpTransportCurlTest, FollowsARedirectToAnotherServerWithTheSameHeaders)
 TEST_F(HttpTransportCurlTest, RedirectsShareOneDeadline) {
   RawServer server([](const std::string& head) {
     if (PathOf(head) == "/silent") return Reply{};
-    return Reply{Redirect("302 Moved", "/silent"), Then::KeepOpen, 1, milliseconds(200)};
+    return Reply{RawServer::Redirect("302 Moved", "/silent"), Then::KeepOpen, 1, milliseconds(200)};
   });
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(Get(server, milliseconds(300)).outcome, Outcome::Cancelled);
@@ -259,7 +173,8 @@ TEST_F(HttpTransportCurlTest, TakesNoServerBehindAProxyForNearBy) {
 }
 
 TEST_F(HttpTransportCurlTest, PublicHostsOnlyHoldsAfterARedirectToo) {
-  RawServer server([](const std::string&) { return Reply{Redirect("302 Moved", "/again")}; });
+  RawServer server(
+      [](const std::string&) { return Reply{RawServer::Redirect("302 Moved", "/again")}; });
   HttpTransferCurl transfer("");
   const auto deadline = std::chrono::steady_clock::now() + kLong;
   ASSERT_EQ(transfer.Start({server.Url(), {}, kLong, true}, deadline),

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <utility>
@@ -35,7 +36,7 @@ void EndConnection(int connection, RawServer::Then then) {
 
 }  // namespace
 
-RawServer::RawServer(Script script) : script_(std::move(script)) {
+RawServer::RawServer(Script script, Start start) : script_(std::move(script)) {
   listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   stop_ = eventfd(0, EFD_CLOEXEC);
   sockaddr_in address{};
@@ -43,17 +44,21 @@ RawServer::RawServer(Script script) : script_(std::move(script)) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof address;
   auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  if (bind(listener_, generic, size) != 0 || listen(listener_, 16) != 0 ||
-      getsockname(listener_, generic, &size) != 0) {
+  if (bind(listener_, generic, size) != 0 || getsockname(listener_, generic, &size) != 0) {
     throw std::runtime_error("no port on 127.0.0.1");
   }
   port_ = ntohs(address.sin_port);
+  if (start == Start::Listening) Listen();
+}
+
+void RawServer::Listen() {
+  if (listen(listener_, 16) != 0) throw std::runtime_error("cannot listen");
   acceptor_ = std::thread([this] { Accept(); });
 }
 
 RawServer::~RawServer() {
   eventfd_write(stop_, 1);
-  acceptor_.join();
+  if (acceptor_.joinable()) acceptor_.join();
   for (std::thread& thread : threads_) thread.join();
   close(listener_);
   close(stop_);
@@ -66,6 +71,14 @@ std::string RawServer::Url(const std::string& path) const {
 int RawServer::Connections() {
   std::lock_guard lock(mutex_);
   return connections_;
+}
+
+int RawServer::LiveConnections() {
+  std::lock_guard lock(mutex_);
+  return static_cast<int>(std::count_if(serving_.begin(), serving_.end(), [](int connection) {
+    pollfd leaves{connection, POLLRDHUP, 0};
+    return poll(&leaves, 1, 0) == 0;
+  }));
 }
 
 std::vector<std::string> RawServer::Heads() {
@@ -83,6 +96,10 @@ std::string RawServer::Answer(const std::string& status, const std::string& body
                               const std::string& headers) {
   return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" +
          headers + "\r\n" + body;
+}
+
+std::string RawServer::Redirect(const std::string& status, const std::string& location) {
+  return Answer(status, "moved", "Location: " + location + "\r\n");
 }
 
 void RawServer::Accept() {
@@ -104,7 +121,13 @@ void RawServer::Serve(int connection) {
   for (int i = 0; i < kMaxRequests && ReadHead(connection, received, head); ++i) {
     const Reply reply = script_(head);
     then = reply.then;
-    if (!SendReply(connection, reply) || then != Then::KeepOpen) break;
+    if (!SendReply(connection, reply)) break;
+    if (then == Then::HalfClose) shutdown(connection, SHUT_WR);
+    if (then == Then::Close || then == Then::Reset) break;
+  }
+  {
+    std::lock_guard lock(mutex_);
+    serving_.erase(connection);
   }
   EndConnection(connection, then);
 }
@@ -122,6 +145,7 @@ bool RawServer::ReadHead(int connection, std::string& received, std::string& hea
   received.erase(0, end);
   std::lock_guard lock(mutex_);
   heads_.push_back(head);
+  serving_.insert(connection);
   changed_.notify_all();
   return true;
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -21,7 +22,8 @@ class RawServer {
   enum class Then {
     KeepOpen,  ///< and read the next request
     Close,
-    Reset,  ///< as a crashed peer does
+    HalfClose,  ///< and wait for the client to leave
+    Reset,      ///< as a crashed peer does
   };
 
   struct Reply {
@@ -35,15 +37,24 @@ class RawServer {
   /// Gives the reply to a request, whose head it is passed. Called on the connections' threads.
   using Script = std::function<Reply(const std::string& head)>;
 
-  explicit RawServer(Script script);
+  enum class Start { Listening, Refusing };
+
+  explicit RawServer(Script script, Start start = Start::Listening);
   ~RawServer();
   RawServer(const RawServer&) = delete;
   RawServer& operator=(const RawServer&) = delete;
+
+  /// From here on a server that refuses connections takes them.
+  void Listen();
 
   std::uint16_t Port() const { return port_; }
   std::string Url(const std::string& path = "/") const;
 
   int Connections();
+
+  /// The number of connections that brought a request and that neither side has ended.
+  int LiveConnections();
+
   std::vector<std::string> Heads();
   bool WaitForRequests(std::size_t count,
                        std::chrono::milliseconds deadline = std::chrono::seconds(5));
@@ -51,6 +62,7 @@ class RawServer {
   /// An answer with a Content-Length. `headers` are whole lines with their ends.
   static std::string Answer(const std::string& status, const std::string& body = {},
                             const std::string& headers = {});
+  static std::string Redirect(const std::string& status, const std::string& location);
 
  private:
   void Accept();
@@ -69,6 +81,7 @@ class RawServer {
   std::condition_variable changed_;
   int connections_ = 0;
   std::vector<std::string> heads_;
+  std::set<int> serving_;  // the connections that brought a request
   std::vector<std::thread> threads_;
   std::thread acceptor_;
 };

@@ -55,7 +55,7 @@ void TestApplication::StartWithFile(const char* text) {
   options.packageFolder = folder_.Path() / "package";
   options.dataFolder = folder_.Path() / "data";
   options.deviceManufacturer = "Acme";
-  options.deviceModel = "Box 7";
+  options.deviceModel = deviceModel;
   options.targetEdgeDomain = ".localhost:" + std::to_string(collector_.Port());
   options.logSink = [log = log_](std::string_view line) {
     const std::lock_guard lock(log->mutex);

@@ -55,6 +55,8 @@ class TestApplication {
   /// taken effect.
   bool WaitForHits(std::size_t count);
 
+  std::string deviceModel = "Box 7";  ///< from the next start on
+
   Collector::Collector& Server() { return collector_; }
   FakeClock& Time() { return *clock_; }
 

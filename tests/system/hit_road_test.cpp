@@ -115,14 +115,6 @@ TEST_F(HitRoadTest, TriesAgainAfterTheCooldownWithOfflineTrackingOn) {
   EXPECT_EQ(app_.Server().Requests(Collector::RequestKind::Hit).size(), 3U);
 }
 
-TEST_F(HitRoadTest, TakesA307WithoutLocationAsSuccess) {
-  Start(kOffline);
-  app_.Server().PushFaults({{.status = 307}});
-  Analytics::TrackState("1");
-  EXPECT_TRUE(app_.WaitForHits(1));
-  EXPECT_EQ(app_.Server().Requests(Collector::RequestKind::Hit).size(), 1U);
-}
-
 TEST_F(HitRoadTest, KeepsTheHitUnderWayAndThoseBehindItWhenTheProcessEnds) {
   app_.Start(kOnline, R"(,"target":{"clientCode":"shop","timeout":60})");
   Analytics::GetAnalyticsId().Get();

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "platform/linux/cookie_line.h"
@@ -16,6 +17,10 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr std::size_t kMaxHeaderBytes = 256 * 1024;
+
+/// libcurl sends no request of more than 1 MiB, which the headers have their part of.
+constexpr std::size_t kMaxUrlBytes = 992 * 1024ULL;
+
 constexpr const char* kProtocols = "http,https";
 constexpr milliseconds kLongestTimeout = std::chrono::hours(24);
 
@@ -165,11 +170,11 @@ HttpTransferCurl::Next HttpTransferCurl::StartLeg(const char* url) {
   errorText_[0] = '\0';
   const milliseconds left = TimeLeft();
   if (left <= milliseconds(0)) return Next::Ended;
+  if (std::strlen(url) > kMaxUrlBytes) return Failed(kHttpBadUrl, "The URL is too long");
   curl_easy_setopt(Easy(), CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
   SetAddressRule();
   const CURLcode code = curl_easy_setopt(Easy(), CURLOPT_URL, url);
-  // Refused for good, such as one of more than 8 MB.
-  if (code != CURLE_OK) return Failed(kHttpBadUrl, curl_easy_strerror(code));
+  if (code != CURLE_OK) return Failed(HttpErrorOf(code), curl_easy_strerror(code));
   return Next::AnotherLeg;
 }
 
@@ -216,6 +221,8 @@ HttpTransferCurl::Next HttpTransferCurl::Answered() {
 }
 
 HttpTransferCurl::Next HttpTransferCurl::Failed(std::uint32_t error, std::string message) {
+  // Behind a redirect it is the server's URL that is bad, not the request's.
+  if (error == kHttpBadUrl && redirects_ > 0) error = kHttpRedirectFailed;
   result_ = {};
   result_.outcome = HttpResult::Outcome::Failed;
   result_.error = error;

@@ -114,48 +114,6 @@ TEST_F(HitSenderTest, StartsByTheBatchRule) {
   }
 }
 
-TEST_F(HitSenderTest, JudgesAnAnswerByTheRuleForItsHit) {
-  enum class Left { Gone, CoolingDown };
-  struct Row {
-    const char* name;
-    std::function<void(Testing::FakeHttpTransport&)> script;
-    Left offlineOn, offlineOff;
-    const char* line;  // with offline tracking on
-  };
-  const Row rows[] = {
-      {"200", [](auto& http) { http.ScriptAnswer(200); }, Left::Gone, Left::Gone, ""},
-      {"307", [](auto& http) { http.ScriptAnswer(307); }, Left::Gone, Left::Gone, ""},
-      {"201", [](auto& http) { http.ScriptAnswer(201); }, Left::CoolingDown, Left::Gone,
-       "Veltro Debug: Analytics - Recoverable network error (201), imposing internal cooldown (30 "
-       "seconds)\n"},
-      {"500", [](auto& http) { http.ScriptAnswer(500); }, Left::CoolingDown, Left::Gone,
-       "Recoverable network error (500)"},
-      {"time-out", [](auto& http) { http.ScriptTimeout(); }, Left::CoolingDown, Left::Gone,
-       "Recoverable network error (408)"},
-      {"refused", [](auto& http) { http.ScriptFailure(kHttpCannotConnect); }, Left::CoolingDown,
-       Left::CoolingDown, "Analytics - Unable to send hit, attempting to recover\n"},
-      {"bad URL", [](auto& http) { http.ScriptFailure(kHttpBadUrl); }, Left::Gone, Left::Gone,
-       "Analytics - Invalid hit (removed)\n"},
-  };
-  for (const Row& row : rows) {
-    for (const bool offline : {true, false}) {
-      SCOPED_TRACE(std::string(row.name) + (offline ? ", offline on" : ", offline off"));
-      store_.Clear();
-      log_.Clear();
-      config_.offlineEnabled = offline;
-      row.script(fakes_.httpTransport);
-      Start();
-      queue_->EnqueueHit("s1", kNow);
-      const Left left = offline ? row.offlineOn : row.offlineOff;
-      EXPECT_EQ(LeftAfterDraining(), left == Left::CoolingDown ? 1U : 0U);
-      EXPECT_EQ(fakes_.clock.WaitForSleepers(1, left == Left::CoolingDown ? 5000ms : 0ms),
-                left == Left::CoolingDown);
-      EXPECT_TRUE(!offline || log_.Contains(row.line));
-      Stop();
-    }
-  }
-}
-
 TEST_F(HitSenderTest, RetriesTheSameHitAfterThirtySecondsOfMonotonicTime) {
   fakes_.httpTransport.ScriptAnswer(500);
   Start();

@@ -83,6 +83,11 @@ TEST_F(ContentLoaderTest, CarriesTheServersIdentifiersFromRequestToRequestAndOve
   loader_->ClearStoredIds();
   EXPECT_EQ(Ids() + Cookie("mboxPC") + Cookie("mboxSession"), "/");
   Restart();
+  Answer("", "pc#1", "s#1");
+  Load();
+  Load();
+  EXPECT_TRUE(LastUrlHas("&mboxSession=s%231&mboxPC=pc%231&mboxDefault=none"));
+  loader_->ClearStoredIds();
   Answer("", "", "");
   Load();
   EXPECT_EQ(Ids(), "/");
