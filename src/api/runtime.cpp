@@ -36,6 +36,10 @@ class Deadline {
   const std::chrono::milliseconds end_;
 };
 
+/// The part of it that is kept for requests to end. That takes a few milliseconds, but for one that
+/// has just begun to load the certificate authorities.
+constexpr std::chrono::milliseconds kRequestsEnd{100};
+
 /// What is left of it, should calls still come while the process ends.
 constinit std::chrono::milliseconds exitTimeout = kExitTimeout;
 
@@ -236,8 +240,9 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
 std::chrono::milliseconds Runtime::SaveForExit(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   StopRequests();
-  WaitUntilRequestsEnded(timeout);
-  WaitUntilSaved(deadline.Remaining());
+  WaitUntilSaved(timeout - kRequestsEnd);
+  StopRequests();  // the sender may be new
+  WaitUntilRequestsEnded(deadline.Remaining());
   return std::max(deadline.Remaining(), std::chrono::milliseconds(0));
 }
 

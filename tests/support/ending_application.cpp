@@ -63,7 +63,7 @@ int main(int, char** arguments) {
   if (way == "thread") {
     static std::atomic<bool> isRunning{false};
     std::thread([] {
-      for (isRunning = true;;) Track(u"more");
+      for (isRunning = true;; usleep(100)) Track(u"more");
     }).detach();
     while (!isRunning) std::this_thread::yield();
   }
