@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "support/test_application.h"
 #include "veltro/veltro.h"
 
@@ -79,25 +77,6 @@ TEST_F(HitRoadTest, BringsEveryKindOfValueToTheServerInOneExactQuery) {
   EXPECT_NE(headers.at("Accept-Language"), "");
 }
 
-TEST_F(HitRoadTest, HoldsTheQueueUntilTheBatchIsFull) {
-  app_.Start(R"({"rsids":"s","server":"SERVER","offlineEnabled":true,"batchLimit":2})");
-  Analytics::TrackState("1");
-  Analytics::TrackState("2");
-  EXPECT_EQ(app_.QueueSize(), 2);
-  EXPECT_EQ(app_.Server().RequestCount(Collector::RequestKind::Hit), 0U);
-  Analytics::TrackState("3");
-  EXPECT_TRUE(app_.Server().WaitForHits(3, 10s));
-  EXPECT_TRUE(app_.WaitForHits(3));  // the answer to the last has arrived, too
-  EXPECT_EQ(Pages(), (std::vector<std::string>{"1", "2", "3"}));
-
-  app_.Start(R"({"rsids":"s","server":"SERVER","offlineEnabled":true,"batchLimit":-1})");
-  Analytics::TrackState("4");
-  EXPECT_EQ(app_.QueueSize(), 1);
-  EXPECT_EQ(app_.Server().RequestCount(Collector::RequestKind::Hit), 3U);
-  EXPECT_EQ(Host::Flush(10s), Host::FlushResult::Done);  // a flush does not ask for a full batch
-  EXPECT_EQ(app_.Server().Hits().size(), 4U);
-}
-
 TEST_F(HitRoadTest, TriesAgainAfterTheCooldownWithOfflineTrackingOn) {
   Start(kOffline);
   app_.Server().PushFaults({{.status = 500}});
@@ -156,34 +135,6 @@ TEST_F(HitRoadTest, SendsWhatAnEarlierProcessQueuedAndRepairsItsTimestamps) {
   EXPECT_EQ(app_.QueueFile(), kEmptyQueue);
 }
 
-TEST_F(HitRoadTest, DiscardsStoredHitsThatAreStaleWithOfflineTrackingOff) {
-  app_.PutQueueFile(R"({"Hits":[{"H":"s1?AQB=1&pageName=old&AQE=1","T":1599999994}]})");
-  app_.Start(kOnline);
-  Analytics::TrackState("new");
-  EXPECT_TRUE(app_.WaitForHits(1));
-  EXPECT_EQ(Pages(), std::vector<std::string>{"new"});
-}
-
-TEST_F(HitRoadTest, ForgetsEverythingOnOptOutEvenTheHitUnderWay) {
-  Start(kOffline);
-  app_.Server().PushFaults({{.kind = Collector::Fault::Kind::Silence}});
-  Analytics::TrackState("under way");
-  ASSERT_TRUE(app_.Server().WaitForRequests(Collector::RequestKind::Hit, 1, 10s));
-  Analytics::TrackState("queued");
-  Config::SetPrivacyStatus(Status::OptOut);
-  Analytics::TrackState("refused");
-  EXPECT_EQ(app_.QueueSize(), 0);
-  EXPECT_EQ(app_.QueueFile(), kEmptyQueue);
-  EXPECT_TRUE(app_.Logged("Analytics - Ignoring hit due to privacy status being opted out"));
-
-  app_.Start(kOffline);
-  EXPECT_EQ(Config::GetPrivacyStatus().Get(), Status::OptOut);
-  Config::SetPrivacyStatus(Status::OptIn);
-  Analytics::TrackState("later");
-  EXPECT_TRUE(app_.WaitForHits(1));
-  EXPECT_EQ(Pages(), std::vector<std::string>{"later"});
-}
-
 TEST_F(HitRoadTest, ClearsTheQueueInCallOrder) {
   app_.Start(kUnknown);
   Analytics::TrackState("cleared");
@@ -201,28 +152,6 @@ TEST_F(HitRoadTest, DrainsOverOneConnection) {
   Config::SetPrivacyStatus(Status::OptIn);
   ASSERT_TRUE(app_.WaitForHits(200));
   EXPECT_EQ(app_.Server().ConnectionCount(), 1U);
-}
-
-TEST_F(HitRoadTest, KeepsTheOrderOfEachThreadAndLosesNoHit) {
-  constexpr int kThreads = 8;
-  constexpr int kHits = 50;
-  app_.Start(kOffline);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t] {
-      for (int i = 0; i < kHits; ++i) {
-        Analytics::TrackAction("a" + std::to_string(t), {{"i", i}});
-        if (i == kHits / 2) Config::SetUserIdentifier("user " + std::to_string(t));
-        if (i % 16 == 0) Config::GetPrivacyStatus().Get();
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  ASSERT_TRUE(app_.WaitForHits(kThreads * kHits));
-  std::map<std::string, int> next;
-  for (const auto& hit : app_.Server().Hits()) {
-    EXPECT_EQ(hit.contextData.at("i"), std::to_string(next[hit.contextData.at("a.action")]++));
-  }
 }
 
 TEST_F(HitRoadTest, AnswersWhatTheApplicationAsks) {
@@ -273,16 +202,6 @@ TEST_F(HitRoadTest, GoesOnInMemoryWhenNothingCanBeWritten) {
   EXPECT_EQ(app_.Server().Hits()[2].variables.at("vid"), "Ann");
   EXPECT_EQ(app_.CountLogged("Veltro Error: "), 1);
   EXPECT_EQ(app_.CountLogged("Unable to store settings"), 1);
-}
-
-TEST_F(HitRoadTest, DropsARefusedHitWithOfflineTrackingOff) {
-  Start(kOnline);
-  app_.Server().PushFaults({{.status = 500}});
-  Analytics::TrackState("refused");
-  Analytics::TrackState("2");
-  EXPECT_TRUE(app_.WaitForHits(1));
-  EXPECT_EQ(Pages(), std::vector<std::string>{"2"});
-  EXPECT_EQ(app_.Received()[0].find("&ts="), std::string::npos);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
 
 #include "support/test_application.h"
 #include "veltro/veltro.h"
@@ -162,28 +161,6 @@ TEST_F(MediaTest, LooksAtEveryReportBeforeTheNextItemTakesThePlayer) {
     if (n % 2 == 0) Media::Close(film.Name);
   }
   EXPECT_EQ(app_.QueueSize(), 2 * 200);
-}
-
-TEST_F(MediaTest, TakesCallsFromManyThreads) {
-  app_.Start(R"({"rsids":"s","server":"SERVER","offlineEnabled":true,"batchLimit":10000})");
-  constexpr int kThreads = 4, kReports = 100;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([i] {
-      MediaSettings film = Film("film " + std::to_string(i)), spare = Film("spare");
-      spare.PlayerId = "screen";
-      Media::Open(film);
-      for (int n = 0; n < kReports; ++n) {
-        Media::Play(film.Name, n);
-        Media::Track(film.Name);
-        Media::Stop(film.Name, n);
-        Media::Open(spare);
-        Media::Close(spare.Name);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(app_.QueueSize(), kThreads * (1 + kReports));
 }
 
 }  // namespace

@@ -84,79 +84,6 @@ TEST_F(HitSenderTest, SendsOneAtATimeInOrderWithItsHeaders) {
   EXPECT_EQ(request.headers[1].value, "en-US");
 }
 
-TEST_F(HitSenderTest, StartsByTheBatchRule) {
-  struct Row {
-    const char* name;
-    bool offline;
-    std::int32_t batchLimit;
-    std::vector<std::size_t> sentAfterEach;
-  };
-  const Row rows[] = {
-      {"offline off", false, 5, {1, 2, 3}},
-      {"no limit", true, 0, {1, 2, 3}},
-      {"limit 1: the second drains both", true, 1, {0, 2, 2}},
-      {"negative: never", true, -1, {0, 0, 0}},
-      {"most negative: never", true, INT32_MIN, {0, 0, 0}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    config_.offlineEnabled = row.offline;
-    config_.batchLimit = row.batchLimit;
-    store_.Clear();
-    const std::size_t before = fakes_.httpTransport.RequestCount();
-    Start();
-    for (const std::size_t sent : row.sentAfterEach) {
-      queue_->EnqueueHit("s", kNow);
-      LeftAfterDraining();
-      EXPECT_EQ(fakes_.httpTransport.RequestCount() - before, sent);
-    }
-    Stop();
-  }
-}
-
-TEST_F(HitSenderTest, RetriesTheSameHitAfterThirtySecondsOfMonotonicTime) {
-  fakes_.httpTransport.ScriptAnswer(500);
-  Start();
-  queue_->EnqueueHit("s1", kNow);
-  queue_->EnqueueHit("s2", kNow);
-  ASSERT_TRUE(fakes_.clock.WaitForSleepers(1));
-  fakes_.clock.SetUnixSeconds(kNow + 100'000);  // the system clock does not count
-  for (int second = 0; second < 29; ++second) {
-    fakes_.clock.Advance(1s);
-    ASSERT_TRUE(fakes_.clock.WaitForSleepers(1)) << second;
-  }
-  EXPECT_EQ(fakes_.httpTransport.RequestCount(), 1U);
-  fakes_.clock.Advance(1s);
-  ASSERT_TRUE(fakes_.httpTransport.WaitForRequests(3));
-  EXPECT_EQ(LeftAfterDraining(), 0U);
-  EXPECT_EQ(Sent(), (std::vector<std::string>{"s1", "s1", "s2"}));
-}
-
-TEST_F(HitSenderTest, EndsACooldownEarly) {
-  const std::pair<const char*, std::function<void()>> rows[] = {
-      {"cleared", [this] { queue_->ClearHits(); }},
-      {"no longer allowed",
-       [this] {
-         policy_.permission = SendPermission::Hold;
-         queue_->StartSendingIfReady();
-       }},
-      {"going down", [this] { Stop(); }},
-  };
-  for (const auto& [name, act] : rows) {
-    SCOPED_TRACE(name);
-    policy_.permission = SendPermission::Send;
-    store_.Clear();
-    const std::size_t before = fakes_.httpTransport.RequestCount();
-    fakes_.httpTransport.ScriptAnswer(500);
-    Start();
-    queue_->EnqueueHit("s1", kNow);
-    ASSERT_TRUE(fakes_.clock.WaitForSleepers(1));
-    act();
-    Stop();  // joins the sender's thread, which would sleep for ever on this clock
-    EXPECT_EQ(fakes_.httpTransport.RequestCount() - before, 1U);
-  }
-}
-
 TEST_F(HitSenderTest, RepairsTimestampsThatGoBackAndSavesThemBeforeSending) {
   fakes_.httpTransport.ScriptAnswer(200);
   fakes_.httpTransport.ScriptPending();
@@ -173,38 +100,6 @@ TEST_F(HitSenderTest, RepairsTimestampsThatGoBackAndSavesThemBeforeSending) {
   queue_->EnqueueHit("s3?&ts=101&AQE=1", 101);  // equal is in order
   EXPECT_EQ(LeftAfterDraining(), 0U);
   EXPECT_EQ(Sent()[2], "s3?&ts=101&AQE=1");
-}
-
-TEST_F(HitSenderTest, ForgetsAClearedHitUnderWay) {
-  for (const std::int32_t answer : {200, 500}) {
-    SCOPED_TRACE(answer);
-    fakes_.httpTransport.ScriptPending();
-    Start();
-    const std::size_t before = fakes_.httpTransport.RequestCount();
-    queue_->EnqueueHit("s1", kNow);
-    ASSERT_TRUE(fakes_.httpTransport.WaitForRequests(before + 1));
-    EXPECT_EQ(queue_->QueuedHitCount(5s), 1U);  // it counts while under way
-    queue_->ClearHits();
-    EXPECT_EQ(queue_->QueuedHitCount(5s), 0U);
-    fakes_.httpTransport.AnswerPending(answer);
-    EXPECT_EQ(LeftAfterDraining(), 0U);
-    EXPECT_EQ(fakes_.disk->Contents("VeltroDataCache.json"), R"({"Hits":[]})");
-    Stop();
-  }
-}
-
-TEST_F(HitSenderTest, KeepsTheHitUnderWayWhenGoingDown) {
-  for (const bool offline : {true, false}) {
-    config_.offlineEnabled = offline;
-    store_.Clear();
-    const std::size_t before = fakes_.httpTransport.RequestCount();
-    fakes_.httpTransport.ScriptPending();
-    Start();
-    queue_->EnqueueHit("s1", kNow);
-    ASSERT_TRUE(fakes_.httpTransport.WaitForRequests(before + 1));
-    Stop();
-    EXPECT_EQ(store_.Size(), 1U) << offline;
-  }
 }
 
 TEST_F(HitSenderTest, RemovesTheHitThatTheServerTookWhileGoingDown) {
@@ -227,22 +122,11 @@ TEST_F(HitSenderTest, RemovesTheHitThatTheServerTookWhileGoingDown) {
   EXPECT_EQ(store_.Size(), 1U);
 }
 
-TEST_F(HitSenderTest, HoldsAndRefusesAsThePolicySays) {
-  policy_.permission = SendPermission::Hold;
+TEST_F(HitSenderTest, DropsAHitThatComesAfterAnOptOut) {
   Start();
-  queue_->EnqueueHit("held", kNow);
-  EXPECT_EQ(queue_->QueuedHitCount(5s), 1U);
   policy_.permission = SendPermission::Refuse;
   queue_->EnqueueHit("refused", kNow);
-  EXPECT_EQ(queue_->QueuedHitCount(5s), 1U);
-  policy_.permission = SendPermission::Send;
-  fakes_.deviceFacts.networkReachable = false;
-  queue_->StartSendingIfReady();
-  EXPECT_EQ(sender_->WaitUntilDrained(5s), HitSender::DrainResult::Offline);
-  fakes_.deviceFacts.networkReachable = true;
-  queue_->StartSendingIfReady();
-  EXPECT_EQ(sender_->WaitUntilDrained(5s), HitSender::DrainResult::Done);
-  EXPECT_EQ(Sent(), std::vector<std::string>{"held"});
+  EXPECT_EQ(queue_->QueuedHitCount(5s), 0U);
 }
 
 }  // namespace

@@ -93,11 +93,8 @@ class MediaTrackerTest : public testing::Test {
   Testing::LogCapture log_;
   Testing::FakeClock clock_;
   std::string hits_;
-  std::int32_t timestamp_ = 0;  ///< of the last hit
-  MediaTracker media_{clock_, [this](const StringMap& data, std::int32_t timestamp) {
-                        hits_ += TextOf(data) + "\n";
-                        timestamp_ = timestamp;
-                      }};
+  MediaTracker media_{
+      clock_, [this](const StringMap& data, std::int32_t) { hits_ += TextOf(data) + "\n"; }};
 };
 
 TEST_F(MediaTrackerTest, FollowsWholePlaybacks) {
@@ -412,21 +409,6 @@ TEST_F(MediaTrackerTest, TicksEachItemByItsOwnSecond) {
   Run("S-1", u"a");
   Run("C50", u"b");
   EXPECT_EQ(media_.Monitor(), 0ms);
-}
-
-TEST_F(MediaTrackerTest, IsDeafToTheSystemClockButForTimestamps) {
-  MediaSettings settings = Film();
-  settings.TrackSeconds = 10;
-  media_.Open(settings);
-  Run("P0");
-  EXPECT_EQ(timestamp_, Testing::FakeClock::kStart);
-  for (const std::int64_t jump : {-31'536'000, -3600, -1, 1, 3600, 547'483'640, 547'483'652}) {
-    clock_.SetUnixSeconds(Testing::FakeClock::kStart + jump);
-    Hits();
-    Run("+10");
-    EXPECT_EQ(Hits(kFilm), "m_i timePlayed=10\n") << jump;
-    EXPECT_EQ(timestamp_, static_cast<std::int32_t>(Testing::FakeClock::kStart + jump + 10));
-  }
 }
 
 TEST_F(MediaTrackerTest, FollowsTwentyFilmsForTwoHoursInTheSameMemory) {
