@@ -240,7 +240,8 @@ HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
 std::chrono::milliseconds Runtime::SaveForExit(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
   StopRequests();
-  WaitUntilSaved(timeout - kRequestsEnd);
+  const bool haveEnded = hitSender_.Peek() != nullptr && WaitUntilRequestsEnded({});
+  WaitUntilSaved(haveEnded ? timeout : timeout - kRequestsEnd);
   StopRequests();  // the sender may be new
   WaitUntilRequestsEnded(deadline.Remaining());
   return std::max(deadline.Remaining(), std::chrono::milliseconds(0));

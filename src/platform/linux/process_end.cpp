@@ -14,18 +14,19 @@ using Save = void (*)();
 
 constinit std::atomic<Save> saved{nullptr};
 constinit std::atomic<bool> isRegistered{false};
-constinit std::atomic<bool> isEnding{false};
-pthread_t endingThread;  // once `isEnding`
+constinit std::atomic<pthread_t> endingThread{0};  // 0: the process is not ending
 
 void Run() {
   endingThread = pthread_self();
-  isEnding = true;
   if (!InForkedChild()) saved.load()();
   isRegistered = false;
 }
 
-/// Calls of other threads are no part of the end, and may go on for ever.
-bool IsOtherThread() { return pthread_equal(endingThread, pthread_self()) == 0; }
+/// Whether the process ends and this thread has no part in that: its calls may go on for ever.
+bool IsBesideTheEnd() {
+  const pthread_t ending = endingThread;
+  return ending != 0 && pthread_equal(ending, pthread_self()) == 0;
+}
 
 /// What was registered last is run first, also when it is registered at the end of the process.
 void Register() {
@@ -37,7 +38,7 @@ void Register() {
 
 void SaveAtProcessEnd(void (*save)()) {
   if (isRegistered.load(std::memory_order_relaxed)) return;
-  if (isEnding && IsOtherThread()) return;
+  if (IsBesideTheEnd()) return;
   saved = save;
   if (!isRegistered.exchange(true)) Register();
 }
