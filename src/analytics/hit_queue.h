@@ -30,7 +30,8 @@ class HitQueue {
   /// may go at once. Ends a cooldown when sending is no longer allowed.
   void StartSendingIfReady();
 
-  /// Removes every hit from memory and file; the one under way will not come back.
+  /// Removes every hit from memory and file; the one under way will not come back, whatever becomes
+  /// of it, and brings no cooldown.
   void ClearHits();
 
   /// The number of hits waiting or under way after every earlier call has taken effect, which is
