@@ -31,15 +31,16 @@ HitStore::HitStore(LocalFolder& folder) : folder_(folder), queueLock_(folder) {
 
 /// Loads the file unless what we hold is what it says.
 void HitStore::CatchUp() {
+  isOurs_ = false;
   try {
     if (const auto firstId = queueLock_.Acquire()) {
       isCaughtUp_ = false;
       // What we could not write follows hits that we have not seen: it cannot keep its numbers.
-      firstId_ = *firstId + (unsaved_.empty() ? 0 : 1);
+      firstId_ = *firstId + (unsaved_.size() > alsoInFile_ ? 1 : 0);
     }
+    isOurs_ = true;
     if (!isCaughtUp_) Load();
   } catch (const PlatformError& error) {
-    isCaughtUp_ = false;
     if (!troubleLogged_) LogError("Analytics - Unable to load queued hits (%s)", error.what());
     troubleLogged_ = true;
   }
@@ -49,6 +50,8 @@ void HitStore::Load() {
   const std::optional<std::string> text = folder_.Read(kFileName);
   isCaughtUp_ = true;
   fileIsCurrent_ = false;
+  unsaved_.erase(unsaved_.begin(), unsaved_.begin() + static_cast<std::ptrdiff_t>(alsoInFile_));
+  alsoInFile_ = 0;
   elements_.clear();
   file_ = nullptr;
   end_ = shift_ = 0;
@@ -78,6 +81,7 @@ void HitStore::LoadForeign(std::string_view text) {
   }
   unsaved_.insert(unsaved_.begin(), std::make_move_iterator(document.hits.begin()),
                   std::make_move_iterator(document.hits.end()));
+  alsoInFile_ = document.hits.size();
   SaveWhole();
 }
 
@@ -119,6 +123,7 @@ void HitStore::Clear() {
   firstId_ += Count();
   elements_.clear();
   unsaved_.clear();
+  alsoInFile_ = 0;
   try {
     queueLock_.Announce(firstId_);
     folder_.Remove(kFileName);
@@ -164,6 +169,7 @@ void HitStore::PopFirst() {
   ++firstId_;
   if (elements_.empty()) {
     unsaved_.pop_front();
+    alsoInFile_ -= std::min<std::size_t>(alsoInFile_, 1);
     return SaveWhole();
   }
   const std::uint64_t start = LiveStart();
@@ -183,7 +189,7 @@ void HitStore::PopFirst() {
 void HitStore::Save(const std::function<void()>& editInPlace) {
   try {
     const bool canEdit = std::exchange(fileIsCurrent_, false);
-    if (!isCaughtUp_) throw PlatformError("the file cannot be read");
+    if (!isOurs_ || !isCaughtUp_) throw PlatformError("the file cannot be read");
     queueLock_.Announce(firstId_);
     if (canEdit) {
       editInPlace();
@@ -227,30 +233,29 @@ void HitStore::WriteBlanks(std::uint64_t offset, std::size_t length) {
   needsSync_ = true;
 }
 
-/// Writes the oldest hit anew so that it ends where it did, over the blanks before it when it grew.
+/// Writes the oldest hit anew: over the old one if it is as long, so that it can be read even if
+/// the write is cut.
 void HitStore::WriteFirst(const QueuedHit& hit) {
   const std::string element = WriteHitElement(hit);
-  HitElement& first = elements_.front();
-  if (LiveStart() + first.length < kHitDocumentHead.size() + element.size()) {
-    WriteWhole(element.size() - first.length);
+  if (element.size() == elements_.front().length) {
+    file_->Write(LiveStart(), element);
+    needsSync_ = true;
+  } else {
+    WriteWhole(element);
   }
-  const std::size_t written = std::max<std::size_t>(first.length, element.size());
-  const std::uint64_t end = LiveStart() + first.length;
-  file_->Write(end - written, std::string(written - element.size(), ' ') + element);
-  first = {end - element.size() + shift_, static_cast<std::uint32_t>(element.size()),
-           hit.timestamp};
-  needsSync_ = true;
+  elements_.front().timestamp = hit.timestamp;
 }
 
-/// Writes the file anew from the hits of the old one and those in memory only, in the same order
-/// and without the blanks.
-void HitStore::WriteWhole(std::size_t leadingBlanks) {
+/// Writes the file anew from the hits of the old one, the oldest with the text `first` unless that
+/// is empty, and those in memory only, in the same order and without the blanks.
+void HitStore::WriteWhole(std::string_view first) {
   const auto replacement = folder_.Replace(kFileName);
-  const std::uint64_t liveStart = kHitDocumentHead.size() + leadingBlanks;
+  const std::uint64_t replaced = first.empty() ? 0 : elements_.front().length;
+  const std::uint64_t liveStart = kHitDocumentHead.size();
   replacement->Append(kHitDocumentHead);
-  replacement->Append(std::string(leadingBlanks, ' '));
-  CopyLive(*replacement);
-  std::uint64_t end = liveStart + (end_ - LiveStart());
+  replacement->Append(first);
+  CopyLive(*replacement, LiveStart() + replaced);
+  std::uint64_t end = liveStart + first.size() + (end_ - LiveStart() - replaced);
   std::deque<HitElement> added;
   for (const QueuedHit& hit : unsaved_) {
     const std::string element = WriteHitElement(hit);
@@ -263,18 +268,24 @@ void HitStore::WriteWhole(std::size_t leadingBlanks) {
   }
   replacement->Append(kHitDocumentTail);
   file_ = replacement->Commit();
-  shift_ += LiveStart() - liveStart;
+  shift_ += LiveStart() + replaced - liveStart - first.size();
+  if (!first.empty()) {
+    elements_.front().offset = liveStart + shift_;
+    elements_.front().length = static_cast<std::uint32_t>(first.size());
+  }
   for (HitElement element : added) {
     element.offset += shift_;
     elements_.push_back(element);
   }
   unsaved_.clear();
+  alsoInFile_ = 0;
   end_ = end;
   needsSync_ = false;
 }
 
-void HitStore::CopyLive(FileReplacement& replacement) {
-  for (std::uint64_t offset = LiveStart(); offset < end_;) {
+/// Copies the hits of the old file from `offset` on.
+void HitStore::CopyLive(FileReplacement& replacement, std::uint64_t offset) {
+  while (offset < end_) {
     const std::string chunk =
         file_->Read(offset, std::min<std::uint64_t>(kCopyChunk, end_ - offset));
     if (chunk.empty()) throw PlatformError("the queue file became shorter");

@@ -103,16 +103,18 @@ class HitStore {
   void WriteUnsaved();
   void WriteBlanks(std::uint64_t offset, std::size_t length);
   void WriteFirst(const QueuedHit& hit);
-  void WriteWhole(std::size_t leadingBlanks = 0);
-  void CopyLive(FileReplacement& replacement);
+  void WriteWhole(std::string_view first = {});
+  void CopyLive(FileReplacement& replacement, std::uint64_t offset);
 
   LocalFolder& folder_;
   std::mutex mutex_;
   QueueLock queueLock_;
+  bool isOurs_ = false;              // the file, for the present turn
   bool isCaughtUp_ = false;          // what memory holds is based on the file as it is
   std::unique_ptr<LocalFile> file_;  // null when there is none to read or edit
   std::deque<HitElement> elements_;  // the hits that lie in the file
-  std::deque<QueuedHit> unsaved_;    // the hits behind them, which do not
+  std::deque<QueuedHit> unsaved_;    // the hits behind them, which are not read from there
+  std::size_t alsoInFile_ = 0;       // how many of these, the first, it has all the same
   std::uint64_t firstId_ = 0;
   std::uint64_t end_ = 0;       // where the tail of the document lies
   std::uint64_t shift_ = 0;     // what to take from an element's offset: grows as blanks go

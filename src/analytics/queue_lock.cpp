@@ -16,15 +16,16 @@ std::optional<std::uint64_t> QueueLock::Acquire() {
   if (RequireFile() == nullptr) return std::nullopt;
   file_->Lock(kChangeLock);
   const auto [version, firstId] = file_->ReadNote();
-  if (version == version_) return std::nullopt;
+  const bool isKnown = version == version_ || version == attempted_;
   version_ = version;
-  return firstId;
+  return isKnown ? std::nullopt : std::optional(firstId);
 }
 
 void QueueLock::Announce(std::uint64_t firstId) {
   if (!file_) return;
-  file_->WriteNote({version_ + 1, firstId});
-  ++version_;
+  attempted_ = (((version_ >> 32) + 1) << 32) | file_->Process();  // ours, and nobody else's
+  file_->WriteNote({attempted_, firstId});
+  version_ = attempted_;
 }
 
 void QueueLock::Release() noexcept { Unlock(kChangeLock); }
@@ -44,7 +45,7 @@ LockFile* QueueLock::RequireFile() {
   try {
     file_ = folder_.OpenLockFile(kFileName);
   } catch (const PlatformError& error) {
-    LogDebug("Analytics - Unable to share the hit queue with other processes (%s)", error.what());
+    LogDebug("Analytics - The hit queue is not shared with other processes (%s)", error.what());
   }
   return file_.get();
 }

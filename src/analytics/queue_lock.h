@@ -37,7 +37,8 @@ class QueueLock {
 
   LocalFolder& folder_;
   std::unique_ptr<LockFile> file_;  // null when there is none to be had
-  std::uint64_t version_ = 0;       // of the queue file, as last read or written
+  std::uint64_t version_ = 0;       // of the queue file, as last read or announced
+  std::uint64_t attempted_ = 0;     // the version that we announced last, or at least tried to
 };
 
 }  // namespace Veltro::Internal

@@ -1,6 +1,5 @@
 #include "analytics/timed_action_table.h"
 
-#include <exception>
 #include <utility>
 
 #include "base/number_text.h"
@@ -27,6 +26,7 @@ void TimedActionTable::TrackTimedActionStart(const std::u16string& action, Strin
   if (action.empty()) {
     return LogWarning("Analytics - Cannot start timed action with a null or empty action name.");
   }
+  LoadTimedActions();
   const std::int32_t now = Now();
   Change([&] { actions_.insert_or_assign(action, TimedAction{std::move(data), now, now}); });
 }
@@ -38,6 +38,7 @@ void TimedActionTable::TrackTimedActionUpdate(std::u16string_view action, const 
   if (data.Empty()) {
     return LogWarning("Analytics - Cannot update timed action with blank context data, skipping.");
   }
+  LoadTimedActions();
   const auto found = actions_.find(action);
   if (found == actions_.end()) {
     return LogWarning("Analytics - Cannot find timed action to update (%s).", action);
@@ -51,6 +52,7 @@ void TimedActionTable::TrackTimedActionEnd(std::u16string_view action) {
   if (action.empty()) {
     return LogWarning("Analytics - Cannot end timed action with a null or empty action name.");
   }
+  LoadTimedActions();
   const auto found = actions_.find(action);
   if (found == actions_.end()) {
     return LogWarning(
@@ -68,10 +70,12 @@ void TimedActionTable::TrackTimedActionEnd(std::u16string_view action) {
 }
 
 void TimedActionTable::TrackingTimedActionExists(std::u16string_view action, Reply reply) {
+  LoadTimedActions();
   worker_.Post([exists = actions_.contains(action), reply = std::move(reply)] { reply(exists); });
 }
 
 void TimedActionTable::AdjustTimedActions(std::int32_t seconds) {
+  LoadTimedActions();
   Change([&] {
     for (auto& [name, action] : actions_) {
       action.adjusted = Lower32Bits(std::int64_t{action.adjusted} + seconds);
@@ -79,12 +83,17 @@ void TimedActionTable::AdjustTimedActions(std::int32_t seconds) {
   });
 }
 
+/// Adds the stored actions to those that have come meanwhile. Once they are read, or have proved
+/// damaged, there is nothing more to load.
 void TimedActionTable::LoadTimedActions() {
+  if (isLoaded_) return;
   try {
     const std::string text = ReadLocalJsonFile(folder_, kFileName);
-    if (!text.empty()) actions_ = ReadTimedActions(text);
+    const std::lock_guard lock(mutex_);
+    isLoaded_ = true;
+    if (!text.empty()) actions_.merge(ReadTimedActions(text));
   } catch (const std::exception& error) {
-    LogError("Analytics - Unable to load timed actions (%s).", error.what());
+    LogTrouble("Analytics - Unable to load timed actions (%s).", error);
   }
 }
 
@@ -104,7 +113,7 @@ void TimedActionTable::SaveTimedActions() {
   bool actionEnded = false;
   {
     const std::lock_guard lock(mutex_);
-    if (!std::exchange(changed_, false)) return;
+    if (!isLoaded_ || !std::exchange(changed_, false)) return;
     actionEnded = std::exchange(actionEnded_, false);
     text = WriteTimedActions(actions_);
   }
@@ -112,9 +121,14 @@ void TimedActionTable::SaveTimedActions() {
   if (actionEnded) queue_.WaitUntilSaved(kHitTimeout);
   try {
     WriteLocalJsonFile(folder_, kFileName, text);
+    troubleLogged_ = false;
   } catch (const std::exception& error) {
-    LogError("Analytics - Unable to save timed actions file (%s).", error.what());
+    LogTrouble("Analytics - Unable to save timed actions file (%s).", error);
   }
+}
+
+void TimedActionTable::LogTrouble(std::string_view format, const std::exception& error) {
+  if (!troubleLogged_.exchange(true)) LogError(format, error.what());
 }
 
 std::int32_t TimedActionTable::Now() { return Lower32Bits(clock_.UnixSeconds()); }

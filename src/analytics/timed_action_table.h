@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -24,8 +26,8 @@ namespace Veltro::Internal {
 /// thread at a time and take effect before they return, so that the hit of an action that ends
 /// keeps its place among the others. The file is written by a worker of the table's own, whole,
 /// after every change, or once after several that come while it is busy. Refusals are logged. When
-/// the file cannot be read, the table starts empty; when it cannot be written, the table goes on in
-/// memory and the next change tries again.
+/// the system refuses the file, one line is logged and the table goes on in memory; the next change
+/// tries again. A file that could not be read is not written before it has been.
 class TimedActionTable {
  public:
   /// Takes the answer to a question.
@@ -58,6 +60,7 @@ class TimedActionTable {
   template <class Function>
   void Change(Function change);
   void SaveTimedActions();
+  void LogTrouble(std::string_view format, const std::exception& error);
   std::int32_t Now();
 
   LocalFolder& folder_;
@@ -66,9 +69,11 @@ class TimedActionTable {
   Clock& clock_;
   TimedActions actions_;
   std::mutex mutex_;          // held for a change of the actions and while the worker reads them
+  bool isLoaded_ = false;     // the file has been read
   bool changed_ = false;      // since the worker last wrote them
   bool actionEnded_ = false;  // among these changes
-  WorkQueue worker_;          // last: its thread uses all of the above
+  std::atomic<bool> troubleLogged_ = false;  // the disk refuses, which is logged once
+  WorkQueue worker_;                         // last: its thread uses all of the above
 };
 
 }  // namespace Veltro::Internal

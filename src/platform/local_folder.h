@@ -59,6 +59,9 @@ class LockFile {
 
   virtual void Unlock(int number) = 0;
 
+  /// A number by which the processes that have the file open differ.
+  virtual std::uint32_t Process() = 0;
+
   virtual Note ReadNote() = 0;
   virtual void WriteNote(const Note& note) = 0;
 };

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <fstream>
+#include <filesystem>
 #include <memory>
 
 #include "fakes/fake_local_folder.h"
@@ -13,17 +12,6 @@ namespace Veltro::Internal::Testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-void WriteFile(const fs::path& path, std::string_view bytes) { std::ofstream(path) << bytes; }
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-unsigned ModeOf(const fs::path& path) {
-  return static_cast<unsigned>(fs::symlink_status(path).permissions());
-}
 
 struct FakeSubject {
   std::shared_ptr<FakeDisk> disk = std::make_shared<FakeDisk>();
@@ -114,62 +102,6 @@ TYPED_TEST(LocalFolderContract, NamesOutsideTheFolderAreRefused) {
     EXPECT_THROW(this->folder.Open(name), PlatformError) << name;
     EXPECT_THROW(this->folder.Replace(name), PlatformError) << name;
   }
-}
-
-class LocalFolderLinuxTest : public testing::Test, protected LinuxSubject {};
-
-TEST_F(LocalFolderLinuxTest, NewFilesAreTheUsersOwnUnderAnyUmask) {
-  for (const mode_t mask : {0U, 022U, 077U, 0277U}) {
-    if ((mask & 0700U) == 0) fs::remove_all(path);
-    const mode_t before = umask(mask);
-    folder.Replace("a")->Commit();
-    EXPECT_EQ(umask(before), mask);
-    EXPECT_EQ(ModeOf(path), 0700U) << std::oct << mask;
-    EXPECT_EQ(ModeOf(path / "a"), 0600U) << std::oct << mask;
-  }
-}
-
-TEST_F(LocalFolderLinuxTest, LooseFilesAndFoldersAreTightened) {
-  fs::create_directories(path);
-  chmod(path.c_str(), 0755);
-  for (const char* name : {"read", "opened"}) {
-    WriteFile(path / name, name);
-    chmod((path / name).c_str(), 0666);
-  }
-  EXPECT_EQ(folder.Read("read"), "read");
-  EXPECT_NE(folder.Open("opened"), nullptr);
-  EXPECT_EQ(ModeOf(path), 0700U);
-  EXPECT_EQ(ModeOf(path / "read"), 0600U);
-  EXPECT_EQ(ModeOf(path / "opened"), 0600U);
-}
-
-TEST_F(LocalFolderLinuxTest, PlantedNonFilesAreRefusedAndVictimsUntouched) {
-  const fs::path victim = temporary.Path() / "victim";
-  fs::create_directories(path);
-  WriteFile(victim, "precious");
-  chmod(victim.c_str(), 0644);
-  fs::create_symlink(victim, path / "link");
-  fs::create_symlink(temporary.Path() / "missing", path / "dangling");
-  fs::create_directory(path / "folder");
-  ASSERT_EQ(mkfifo((path / "fifo").c_str(), 0600), 0);
-  for (const char* name : {"link", "dangling", "folder", "fifo"}) {
-    EXPECT_THROW(folder.Read(name), PlatformError) << name;
-    EXPECT_THROW(folder.Open(name), PlatformError) << name;
-  }
-  EXPECT_EQ(ReadFile(victim), "precious");
-  EXPECT_EQ(ModeOf(victim), 0644U);
-}
-
-TEST_F(LocalFolderLinuxTest, ReplacementTakesThePlaceOfPlantedNamesUnfollowed) {
-  const fs::path victim = temporary.Path() / "victim";
-  fs::create_directories(path);
-  WriteFile(victim, "precious");
-  for (const char* name : {"a", "a.tmp"}) fs::create_symlink(victim, path / name);
-  const auto replacement = folder.Replace("a");
-  replacement->Append("new");
-  replacement->Commit();
-  EXPECT_EQ(ReadFile(victim), "precious");
-  EXPECT_EQ(folder.Read("a"), "new");
 }
 
 }  // namespace

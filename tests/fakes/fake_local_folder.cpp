@@ -10,6 +10,12 @@ namespace {
 constexpr std::string_view kTemporarySuffix = ".tmp";
 constexpr const char* kFailure = "write: No space left on device";
 
+void Overwrite(std::string& text, std::uint64_t offset, std::string_view bytes) {
+  const auto start = static_cast<std::size_t>(offset);
+  if (text.size() < start + bytes.size()) text.resize(start + bytes.size());
+  text.replace(start, bytes.size(), bytes);
+}
+
 void RequirePlainName(std::string_view name) {
   if (name.empty() || name.find('/') != std::string_view::npos) {
     throw PlatformError("open " + std::string(name) + ": Invalid argument");
@@ -29,7 +35,7 @@ class FakeLocalFile : public LocalFile {
   void Write(std::uint64_t offset, std::string_view bytes) override {
     disk_->WriteTo(file_, offset, bytes);
   }
-  void Sync() override { disk_->Sync(); }
+  void Sync() override { disk_->Sync(file_); }
 
  private:
   std::shared_ptr<FakeDisk> disk_;
@@ -54,8 +60,9 @@ class FakeReplacement : public FileReplacement {
   }
 
   std::unique_ptr<LocalFile> Commit() override {
-    disk_->Sync();
+    if (disk_->syncsReplacements_) disk_->Sync(file_);
     disk_->Rename(temporary_, name_);
+    disk_->SyncNames();
     committed_ = true;
     return std::make_unique<FakeLocalFile>(disk_, file_);
   }
@@ -93,6 +100,9 @@ class FakeLockFile : public LockFile {
     const auto found = Locks().holders.find(number);
     if (found != Locks().holders.end() && found->second == this) Locks().holders.erase(found);
     disk_->unlocked_.notify_all();
+  }
+  std::uint32_t Process() override {
+    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(this) >> 4);
   }
   Note ReadNote() override {
     const std::lock_guard lock(disk_->mutex_);
@@ -133,6 +143,36 @@ void FakeDisk::FailAtOperation(int n, Repeat repeat) {
   failing_ = false;
 }
 
+std::shared_ptr<FakeDisk> FakeDisk::AfterPowerLoss(std::size_t changes, PowerLoss loss) {
+  using Kind = Change::Kind;
+  std::lock_guard lock(mutex_);
+  std::map<File, std::string> written;
+  std::map<File, std::string> synced;
+  std::map<std::string, File> names;
+  std::map<std::string, File> syncedNames;
+  for (std::size_t i = 0; i < changes; ++i) {
+    const auto& [kind, file, name, offset, bytes] = changes_[i];
+    const bool isCut = loss == PowerLoss::CutsLastWrite && i + 1 == changes;
+    if (kind == Kind::Create) names[name] = file;
+    if (kind == Kind::Write) {
+      Overwrite(written[file], offset, bytes.substr(0, isCut ? bytes.size() / 2 : bytes.npos));
+    }
+    if (kind == Kind::Sync) synced[file] = written[file];
+    if (kind == Kind::Rename || kind == Kind::Remove) {
+      names.erase(name + std::string(kTemporarySuffix));
+      names.erase(name);
+    }
+    if (kind == Kind::Rename) names[name] = file;
+    if (kind == Kind::SyncNames) syncedNames = names;
+  }
+  const bool dropsData = loss == PowerLoss::DropsData || loss == PowerLoss::DropsDataAndNames;
+  auto disk = std::make_shared<FakeDisk>();
+  for (const auto& [name, file] : loss == PowerLoss::DropsDataAndNames ? syncedNames : names) {
+    disk->Put(name, (dropsData ? synced : written)[file]);
+  }
+  return disk;
+}
+
 std::optional<std::string> FakeDisk::ReadWhole(std::string_view name) {
   std::lock_guard lock(mutex_);
   ++counts_.reads;
@@ -155,17 +195,22 @@ void FakeDisk::WriteTo(const File& file, std::uint64_t offset, std::string_view 
   const bool fails = CountAndTestFailure();
   if (fails) bytes = bytes.substr(0, shortWrites_ ? bytes.size() / 2 : 0);
   if (!bytes.empty()) {
-    const auto start = static_cast<std::size_t>(offset);
-    if (file->size() < start + bytes.size()) file->resize(start + bytes.size());
-    file->replace(start, bytes.size(), bytes);
+    Overwrite(*file, offset, bytes);
+    Record({Change::Kind::Write, file, "", offset, std::string(bytes)});
     counts_.bytesWritten += bytes.size();
   }
   if (fails) throw PlatformError(kFailure);
 }
 
-void FakeDisk::Sync() {
+void FakeDisk::Sync(const File& file) {
   std::lock_guard lock(mutex_);
   CountOrFail();
+  Record({Change::Kind::Sync, file, "", 0, ""});
+}
+
+void FakeDisk::SyncNames() {
+  std::lock_guard lock(mutex_);
+  Record({Change::Kind::SyncNames, nullptr, "", 0, ""});
 }
 
 FakeDisk::File FakeDisk::OpenFile(std::string_view name) {
@@ -177,7 +222,9 @@ FakeDisk::File FakeDisk::OpenFile(std::string_view name) {
 FakeDisk::File FakeDisk::CreateTemporary(const std::string& name) {
   std::lock_guard lock(mutex_);
   CountOrFail();
-  return files_[name] = std::make_shared<std::string>();
+  File& file = files_[name] = std::make_shared<std::string>();
+  Record({Change::Kind::Create, file, name, 0, ""});
+  return file;
 }
 
 void FakeDisk::Rename(const std::string& from, const std::string& to) {
@@ -186,6 +233,7 @@ void FakeDisk::Rename(const std::string& from, const std::string& to) {
   files_[to] = std::move(files_[from]);
   files_.erase(from);
   ++counts_.replaces;
+  Record({Change::Kind::Rename, files_[to], to, 0, ""});
 }
 
 void FakeDisk::Remove(std::string_view name) {
@@ -193,6 +241,7 @@ void FakeDisk::Remove(std::string_view name) {
   CountOrFail();
   files_.erase(std::string(name) + std::string(kTemporarySuffix));
   files_.erase(std::string(name));
+  Record({Change::Kind::Remove, nullptr, std::string(name), 0, ""});
 }
 
 FakeDisk::File FakeDisk::Find(std::string_view name) {
@@ -209,6 +258,10 @@ bool FakeDisk::CountAndTestFailure() {
 
 void FakeDisk::CountOrFail() {
   if (CountAndTestFailure()) throw PlatformError(kFailure);
+}
+
+void FakeDisk::Record(Change change) {
+  if (isRecording_) changes_.push_back(std::move(change));
 }
 
 std::optional<std::string> FakeLocalFolder::Read(std::string_view name) {

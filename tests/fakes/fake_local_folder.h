@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -27,6 +28,9 @@ class FakeDisk {
   };
 
   enum class Repeat { Once, ForGood };
+
+  /// What a loss of power leaves of that which no sync has made safe.
+  enum class PowerLoss { KeepsAll, CutsLastWrite, DropsData, DropsDataAndNames };
 
   // The files, as a test sees and plants them. None of these counts as an operation.
   std::optional<std::string> Contents(std::string_view name);
@@ -58,6 +62,19 @@ class FakeDisk {
     shortWrites_ = false;
   }
 
+  /// Remembers all changes from now on; the disk must be empty.
+  void StartRecording() { isRecording_ = true; }
+  std::size_t RecordedChanges() {
+    std::lock_guard lock(mutex_);
+    return changes_.size();
+  }
+
+  /// A disk as it is when power fails after the first `changes` recorded ones.
+  std::shared_ptr<FakeDisk> AfterPowerLoss(std::size_t changes, PowerLoss loss);
+
+  /// Whether replacements are synced before they are renamed, as they should be.
+  void SetSyncsReplacements(bool enabled) { syncsReplacements_ = enabled; }
+
   Counts GetCounts() {
     std::lock_guard lock(mutex_);
     return counts_;
@@ -82,11 +99,20 @@ class FakeDisk {
     LockFile::Note note{};
   };
 
+  struct Change {
+    enum class Kind { Create, Write, Sync, Rename, Remove, SyncNames } kind;
+    File file;
+    std::string name;
+    std::uint64_t offset = 0;
+    std::string bytes;
+  };
+
   // These count and fail as asked; callers do not hold the lock.
   std::optional<std::string> ReadWhole(std::string_view name);
   std::string ReadFrom(const File& file, std::uint64_t offset, std::size_t length);
   void WriteTo(const File& file, std::uint64_t offset, std::string_view bytes);
-  void Sync();
+  void Sync(const File& file);
+  void SyncNames();
   File OpenFile(std::string_view name);
   File CreateTemporary(const std::string& name);
   void Rename(const std::string& from, const std::string& to);
@@ -95,6 +121,7 @@ class FakeDisk {
   File Find(std::string_view name);
   bool CountAndTestFailure();
   void CountOrFail();
+  void Record(Change change);
 
   std::mutex mutex_;
   std::map<std::string, File, std::less<>> files_;
@@ -105,6 +132,9 @@ class FakeDisk {
   Repeat repeat_ = Repeat::Once;
   bool failing_ = false;
   bool shortWrites_ = false;
+  std::atomic<bool> isRecording_ = false;
+  std::atomic<bool> syncsReplacements_ = true;
+  std::vector<Change> changes_;
 };
 
 /// The local folder on a fake disk. Names of temporary files are those of the real one.

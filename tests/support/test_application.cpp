@@ -96,16 +96,16 @@ void TestApplication::PutQueueFile(std::string_view text) const {
   WriteFile(folder_.Path() / "data/VeltroDataCache.json", text);
 }
 
-void TestApplication::SpoilDataFolder() const {
-  std::filesystem::remove_all(folder_.Path() / "data");
-  WriteFile(folder_.Path() / "data", "in the way");
-}
-
 int TestApplication::CountLogged(std::string_view text) const {
   const std::lock_guard lock(log_->mutex);
   return static_cast<int>(
       std::count_if(log_->lines.begin(), log_->lines.end(),
                     [&](const std::string& line) { return line.find(text) != std::string::npos; }));
+}
+
+void TestApplication::ForgetLog() {
+  const std::lock_guard lock(log_->mutex);
+  log_->lines.clear();
 }
 
 std::vector<std::string> TestApplication::Received() const {

@@ -42,11 +42,11 @@ class TestApplication {
   std::string QueueFile() const { return DataFile("VeltroDataCache.json"); }
   void PutQueueFile(std::string_view text) const;
 
-  /// Replaces the data folder by a file, so that nothing can be written.
-  void SpoilDataFolder() const;
+  std::filesystem::path DataPath() const { return folder_.Path() / "data"; }
 
   bool Logged(std::string_view text) const { return CountLogged(text) > 0; }
   int CountLogged(std::string_view text) const;
+  void ForgetLog();
 
   /// Path and query of the hits received so far, without the path up to the random part.
   std::vector<std::string> Received() const;

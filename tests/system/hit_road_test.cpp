@@ -190,19 +190,5 @@ TEST_F(HitRoadTest, SendsTheCompleteHitsOfATornQueueFile) {
   EXPECT_EQ(app_.CountLogged("Veltro Error: Analytics - Unable to load queued hits ("), 1);
 }
 
-TEST_F(HitRoadTest, GoesOnInMemoryWhenNothingCanBeWritten) {
-  app_.SpoilDataFolder();
-  app_.Start(kUnknown);
-  Config::SetUserIdentifier("Ann");
-  for (const char* page : {"1", "2", "3"}) Analytics::TrackState(page);
-  EXPECT_EQ(app_.QueueSize(), 3);
-  Config::SetPrivacyStatus(Status::OptIn);
-  EXPECT_TRUE(app_.WaitForHits(3));
-  EXPECT_EQ(Pages(), (std::vector<std::string>{"1", "2", "3"}));
-  EXPECT_EQ(app_.Server().Hits()[2].variables.at("vid"), "Ann");
-  EXPECT_EQ(app_.CountLogged("Veltro Error: "), 1);
-  EXPECT_EQ(app_.CountLogged("Unable to store settings"), 1);
-}
-
 }  // namespace
 }  // namespace Veltro::Internal

@@ -151,14 +151,18 @@ void CookieJarCurl::MakeStore() {
   curl_easy_setopt(easy_.get(), CURLOPT_SHARE, share_.get());
 }
 
-/// Takes what the file holds; gives what is wrong with it.
+/// Takes what the file holds, unless it is known to be newer; gives what is wrong with the file.
 std::optional<std::string> CookieJarCurl::Load() {
-  savedText_ = kFileHead;  // nothing to keep needs no file
+  std::string text(kFileHead);  // nothing to keep needs no file
   try {
-    if (auto text = folder_->Read(kFileName)) savedText_ = std::move(*text);
+    if (auto stored = folder_->Read(kFileName)) text = *std::move(stored);
   } catch (const PlatformError& error) {
     return error.what();
   }
+  std::lock_guard lock(mutex_);
+  const std::vector<CookieLine> newer = Cookies();
+  savedText_ = std::move(text);
+  isLoaded_ = true;
   std::string_view rest = savedText_;
   while (!rest.empty()) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
@@ -166,6 +170,7 @@ std::optional<std::string> CookieJarCurl::Load() {
     const auto cookie = ParseCookieLine(line);
     if (cookie && cookie->expires != 0) Put(*cookie);
   }
+  for (const CookieLine& cookie : newer) Put(cookie);
   return std::nullopt;
 }
 
@@ -246,7 +251,10 @@ void CookieJarCurl::RunSaver() {
   }
 }
 
+/// A file that could not be read is not overwritten before it has been.
 void CookieJarCurl::Save() {
+  const std::optional<std::string> problem = isLoaded_ ? std::nullopt : Load();
+  if (problem) return Report(*problem);
   std::string text = Text();
   if (text == savedText_) return;
   try {

@@ -97,7 +97,8 @@ class CookieJarCurl {
   std::condition_variable saved_;
   std::thread saver_;
 
-  std::string savedText_;  // what the file holds; of who saves
+  bool isLoaded_ = false;  // the file has been read; of who saves, as is
+  std::string savedText_;  // what it holds
 };
 
 }  // namespace Veltro::Internal

@@ -22,6 +22,12 @@ std::string PlainName(std::string_view name) {
   return std::string(name);
 }
 
+bool IsNoFile(const FileDescriptor& folder, const std::string& name) {
+  struct stat status {};
+  return fstatat(folder.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         !S_ISREG(status.st_mode);
+}
+
 void SyncToDevice(const FileDescriptor& file, std::string_view name) {
   if (Uninterrupted([&] { return fdatasync(file.Get()); }) != 0) ThrowSystemError("sync", name);
 }
@@ -130,13 +136,13 @@ std::unique_ptr<LockFile> LocalFolderLinux::OpenLockFile(std::string_view name) 
   const FileDescriptor folder = folder_->Create();
   FileDescriptor file = OpenRegularFile(folder.Get(), plainName, O_RDWR | O_CREAT | O_NOFOLLOW);
   if (!file) ThrowSystemError("open", name, ENOENT);
-  TightenFile(file, name);
+  if (fchmod(file.Get(), 0600) != 0) ThrowSystemError("chmod", name);
   return std::make_unique<LockFileLinux>(std::move(file), std::move(plainName));
 }
 
 FileDescriptor LocalFolderLinux::OpenFile(const std::string& name, int flags) {
   const FileDescriptor folder = folder_->Open();
-  if (!folder) return {};
+  if (!folder || IsNoFile(folder, name)) return {};
   FileDescriptor file = OpenRegularFile(folder.Get(), name, flags | O_NOFOLLOW);
   if (file) TightenFile(file, name);
   return file;

@@ -9,7 +9,8 @@ namespace Veltro::Internal {
 
 /// The library's files in the data folder. Each is a regular file of mode 0600; one that others may
 /// read is closed to them when it is opened. What stands at a file's name but is no regular file (a
-/// symbolic link, a FIFO, a folder) is refused and never followed or waited for.
+/// symbolic link, a FIFO, a folder) counts as no file and is never followed or waited for; all but
+/// a folder makes room for a replacement.
 class LocalFolderLinux : public LocalFolder {
  public:
   explicit LocalFolderLinux(std::shared_ptr<DataFolder> folder) : folder_(std::move(folder)) {}

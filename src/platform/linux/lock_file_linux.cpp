@@ -1,6 +1,7 @@
 #include "platform/linux/lock_file_linux.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <utility>
@@ -30,6 +31,8 @@ bool LockFileLinux::TryLock(int number) {
 void LockFileLinux::Unlock(int number) {
   if (Control(F_OFD_SETLK, F_UNLCK, number) != 0) ThrowSystemError("unlock", name_);
 }
+
+std::uint32_t LockFileLinux::Process() { return static_cast<std::uint32_t>(getpid()); }
 
 LockFile::Note LockFileLinux::ReadNote() {
   Note note{};

@@ -56,6 +56,10 @@ void PrepareFiles(const FileDescriptor& folder) {
   for (const char* companion : kCompanions) TightenByName(folder, companion);
 }
 
+bool MayBeWritten(const FileDescriptor& folder) {
+  return faccessat(folder.Get(), kFile, W_OK, AT_EACCESS) == 0;
+}
+
 std::string DatabasePath(DataFolder& folder) {
   std::error_code error;
   // SQLite is told to follow no link, and minds those above the data folder, too.
@@ -116,6 +120,8 @@ SettingsDatabase::SettingsDatabase(DataFolder& folder) {
   Execute("PRAGMA synchronous=NORMAL");
   Execute(
       "CREATE TABLE IF NOT EXISTS settings(key TEXT PRIMARY KEY, kind TEXT, value) WITHOUT ROWID");
+  const bool isReadOnly = sqlite3_db_readonly(database_.get(), "main") != 0;
+  if (isReadOnly && MayBeWritten(folder.Open())) throw SettingsDamaged("the header is damaged");
   upsert_ = Prepare("INSERT OR REPLACE INTO settings(key, kind, value) VALUES(?1, ?2, ?3)");
   remove_ = Prepare("DELETE FROM settings WHERE key = ?1");
 }
@@ -125,17 +131,12 @@ SettingsDatabase::~SettingsDatabase() = default;
 std::vector<SettingsDatabase::Row> SettingsDatabase::Load() {
   const Statement select = Prepare("SELECT key, kind, value FROM settings");
   std::vector<Row> rows;
-  bool hasStrangeRow = false;
   int code = SQLITE_OK;
   while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
-    if (auto row = ReadRow(select.get())) {
-      rows.push_back(std::move(*row));
-    } else {
-      hasStrangeRow = true;
-    }
+    if (auto row = ReadRow(select.get())) rows.push_back(std::move(*row));
   }
   if (code != SQLITE_DONE) Check(code);
-  if (hasStrangeRow) CheckIntegrity();
+  CheckIntegrity();
   return rows;
 }
 
@@ -181,7 +182,7 @@ std::optional<SettingsDatabase::Row> SettingsDatabase::ReadRow(sqlite3_stmt* row
 }
 
 void SettingsDatabase::CheckIntegrity() {
-  const Statement check = Prepare("PRAGMA quick_check(1)");
+  const Statement check = Prepare("PRAGMA integrity_check(1)");
   const int code = sqlite3_step(check.get());
   if (code != SQLITE_ROW) Check(code);
   const std::string verdict = ColumnText(check.get(), 0);

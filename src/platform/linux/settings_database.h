@@ -42,6 +42,8 @@ class SettingsDatabase {
   explicit SettingsDatabase(DataFolder& folder);
   ~SettingsDatabase();
 
+  /// All rows. Checks the whole file first to last, as one that is damaged may hold rows that look
+  /// right and swallow those that are stored. Rows that make no sense are passed over.
   std::vector<Row> Load();
 
   /// Stores all changes or none.

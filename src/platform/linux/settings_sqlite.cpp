@@ -68,23 +68,34 @@ void SettingsSqlite::StoreChanges() {
   Report(problems);
 }
 
-/// Runs `operation`, once more on a new database when the present one proves damaged.
+/// Runs `operation`. When the database proves damaged, again with it opened anew, as a passing
+/// fault of the disk may look like damage, and at last on a new one.
 SettingsSqlite::Problems SettingsSqlite::Attempt(const std::function<void()>& operation) {
   Problems problems;
   try {
-    try {
-      operation();
-    } catch (const SettingsDamaged&) {
-      StartAfresh(problems);
-      operation();
+    for (int damages = 0; !TryOnce(operation, damages == 2);) {
+      CloseDamaged();
+      if (++damages == 2) SetAside(problems);
     }
   } catch (const PlatformError& error) {
+    database_.reset();  // SQLite may have fallen back to reading only, which would be for good
     if (!std::exchange(hasReported_, true)) {
       problems.push_back("Unable to store settings (" + std::string(error.what()) +
                          "), keeping them in memory");
     }
   }
   return problems;
+}
+
+/// Whether `operation` met no damage, which is as any other trouble to it when `isLast`.
+bool SettingsSqlite::TryOnce(const std::function<void()>& operation, bool isLast) {
+  try {
+    operation();
+    return true;
+  } catch (const SettingsDamaged&) {
+    if (isLast) throw;
+    return false;
+  }
 }
 
 void SettingsSqlite::RequireDatabase() {
@@ -100,12 +111,16 @@ void SettingsSqlite::RequireDatabase() {
   database_ = std::move(database);
 }
 
-void SettingsSqlite::StartAfresh(Problems& problems) {
+/// Closes the database, of which nothing is to be relied on.
+void SettingsSqlite::CloseDamaged() {
   database_.reset();
-  SettingsDatabase::SetAside(*folder_);
-  problems.emplace_back("The stored settings were damaged and have been set aside");
   std::lock_guard lock(memoryMutex_);
   for (const auto& [key, value] : values_) unsaved_.insert(key);
+}
+
+void SettingsSqlite::SetAside(Problems& problems) {
+  SettingsDatabase::SetAside(*folder_);
+  problems.emplace_back("The stored settings were damaged and have been set aside");
 }
 
 void SettingsSqlite::StoreUnsaved() {

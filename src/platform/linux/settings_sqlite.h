@@ -39,8 +39,10 @@ class SettingsSqlite : public SettingsMap {
   void EnsureLoaded();
   void StoreChanges();
   Problems Attempt(const std::function<void()>& operation);
+  static bool TryOnce(const std::function<void()>& operation, bool isLast);
   void RequireDatabase();
-  void StartAfresh(Problems& problems);
+  void CloseDamaged();
+  void SetAside(Problems& problems);
   void StoreUnsaved();
   std::vector<SettingsDatabase::Change> TakeUnsaved();
   void PutBack(const std::vector<SettingsDatabase::Change>& changes);

@@ -236,26 +236,6 @@ TEST_F(HitStoreTest, GoesOnInMemoryWhileTheDiskRefusesAndWritesAllAfterwards) {
   EXPECT_TRUE(disk_->TemporaryFiles().empty());
 }
 
-TEST_F(HitStoreTest, LosesNothingWhicheverOperationFails) {
-  for (int n = 1; n <= 12; ++n) {
-    SCOPED_TRACE(n);
-    disk_ = std::make_shared<Testing::FakeDisk>();
-    folder_ = Testing::FakeLocalFolder(disk_);
-    HitStore store(folder_);
-    for (int i = 1; i <= 3; ++i) store.Append(MakeHit(i));
-    disk_->SetShortWrites(true);
-    disk_->FailAtOperation(n);
-    store.Append(MakeHit(4));
-    store.RemoveFirst(0);
-    store.RemoveFirst(1);
-    store.Append(MakeHit(5));
-    disk_->Heal();
-    store.Append(MakeHit(6));
-    EXPECT_EQ(FileHits(), (std::vector{MakeHit(3), MakeHit(4), MakeHit(5), MakeHit(6)}));
-    EXPECT_EQ(Drain(store), (std::vector{MakeHit(3), MakeHit(4), MakeHit(5), MakeHit(6)}));
-  }
-}
-
 TEST_F(HitStoreTest, PassesOverAHitThatWasDamagedInTheFile) {
   HitStore store(folder_);
   store.Append(MakeHit(1));

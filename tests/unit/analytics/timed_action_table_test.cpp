@@ -148,21 +148,6 @@ TEST_F(TimedActionTableTest, TakesMissingMembersAsEmptyOrZero) {
   EXPECT_NE(End(*table, u"far").find("&total=-547483648&"), std::string::npos);  // in 32 bits
 }
 
-TEST_F(TimedActionTableTest, GoesOnInMemoryWhileTheDiskRefuses) {
-  ASSERT_TRUE(table_->WaitUntilSaved(5s));
-  fakes_.disk->FailAtOperation(1, Testing::FakeDisk::Repeat::ForGood);
-  table_->TrackTimedActionStart(u"one", {});
-  ASSERT_TRUE(table_->WaitUntilSaved(5s));
-  EXPECT_EQ(log_.Count("Veltro Error: Analytics - Unable to save timed actions file ("), 1);
-  EXPECT_FALSE(Exists(*NewTable(), u"one"));
-  EXPECT_EQ(log_.Count("Unable to load timed actions ("), 1);
-  fakes_.disk->Heal();
-  table_->TrackTimedActionStart(u"two", {});
-  ASSERT_TRUE(table_->WaitUntilSaved(5s));
-  EXPECT_TRUE(Exists(*NewTable(), u"one"));
-  EXPECT_EQ(fakes_.disk->TemporaryFiles().size(), 0U);
-}
-
 TEST_F(TimedActionTableTest, IsOnDiskAsActionOrHitWhereverTheProcessDies) {
   using Repeat = Testing::FakeDisk::Repeat;
   int ended = 0;
