@@ -70,7 +70,7 @@ std::chrono::milliseconds HitQueue::SyncWhenDue() {
   if (!store_.NeedsSync()) return std::chrono::milliseconds(0);
   const std::chrono::milliseconds elapsed = clock_.Monotonic() - lastSync_;
   if (elapsed < kSyncInterval) return kSyncInterval - elapsed;
-  store_.Sync();
+  RunWorkItem([this] { store_.Sync(); });
   lastSync_ = clock_.Monotonic();
   return std::chrono::milliseconds(0);
 }

@@ -186,6 +186,7 @@ HitSender::Next HitSender::Judge(const HitStore::FirstHit& first, std::int32_t s
 }
 
 void HitSender::CoolDown() {
+  store_.YieldSending();
   SetState(State::CoolingDown);
   for (int second = 0; second < kCooldownSeconds; ++second) {
     if (!sleeper_->Sleep(std::chrono::seconds(1))) break;

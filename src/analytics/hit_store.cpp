@@ -34,33 +34,47 @@ void HitStore::CatchUp() {
   isOurs_ = false;
   try {
     if (const auto firstId = queueLock_.Acquire()) {
-      isCaughtUp_ = false;
-      // What we could not write follows hits that we have not seen: it cannot keep its numbers.
-      firstId_ = *firstId + (unsaved_.size() > alsoInFile_ ? 1 : 0);
+      ForgetFile();
+      // A number that went down belongs to a new lock file: no hit under way may be taken for ours.
+      firstId_ = *firstId < firstId_ ? firstId_ + Count() + 1 : *firstId;
     }
     isOurs_ = true;
     if (!isCaughtUp_) Load();
-  } catch (const PlatformError& error) {
+  } catch (const std::exception& error) {
     if (!troubleLogged_) LogError("Analytics - Unable to load queued hits (%s)", error.what());
     troubleLogged_ = true;
   }
 }
 
-void HitStore::Load() {
-  const std::optional<std::string> text = folder_.Read(kFileName);
-  isCaughtUp_ = true;
+/// Forgets what the file held, but not what it does not hold.
+void HitStore::ForgetFile() {
+  isCaughtUp_ = false;
   fileIsCurrent_ = false;
   unsaved_.erase(unsaved_.begin(), unsaved_.begin() + static_cast<std::ptrdiff_t>(alsoInFile_));
   alsoInFile_ = 0;
   elements_.clear();
   file_ = nullptr;
   end_ = shift_ = 0;
-  if (!text) return SaveWhole();
-  const auto elements = IndexHitDocument(*text);
+}
+
+void HitStore::Load() {
+  const std::optional<std::string> text = folder_.Read(kFileName);
+  if (text) {
+    const std::size_t known = Count();
+    LoadText(*text);
+    // Hits that were known come behind those of the file now: they cannot keep their numbers.
+    if (known > 0 && Count() > known) ++firstId_;
+  }
+  isCaughtUp_ = true;
+  if (!fileIsCurrent_) SaveWhole();
+}
+
+void HitStore::LoadText(std::string_view text) {
+  const auto elements = IndexHitDocument(text);
   if (elements) file_ = OpenForEditing();
-  if (!file_) return LoadForeign(*text);
+  if (!file_) return LoadForeign(text);
   elements_.assign(elements->begin(), elements->end());
-  end_ = text->size() - kHitDocumentTail.size();
+  end_ = text.size() - kHitDocumentTail.size();
   fileIsCurrent_ = unsaved_.empty();
 }
 
@@ -82,7 +96,6 @@ void HitStore::LoadForeign(std::string_view text) {
   unsaved_.insert(unsaved_.begin(), std::make_move_iterator(document.hits.begin()),
                   std::make_move_iterator(document.hits.end()));
   alsoInFile_ = document.hits.size();
-  SaveWhole();
 }
 
 void HitStore::Append(QueuedHit hit) {
@@ -124,13 +137,13 @@ void HitStore::Clear() {
   elements_.clear();
   unsaved_.clear();
   alsoInFile_ = 0;
+  queueLock_.TryAnnounce(firstId_);
   try {
-    queueLock_.Announce(firstId_);
     folder_.Remove(kFileName);
-    isCaughtUp_ = true;
   } catch (const PlatformError&) {
-    // What cannot be removed can perhaps be replaced.
+    // What cannot be removed can perhaps be replaced, now or later.
   }
+  isCaughtUp_ = true;
   SaveWhole();
 }
 

@@ -89,7 +89,9 @@ class HitStore {
   };
 
   void CatchUp();
+  void ForgetFile();
   void Load();
+  void LoadText(std::string_view text);
   void LoadForeign(std::string_view text);
   std::unique_ptr<LocalFile> OpenForEditing();
   std::size_t Count() const { return elements_.size() + unsaved_.size(); }

@@ -6,15 +6,19 @@
 namespace Veltro::Internal {
 namespace {
 
-constexpr std::string_view kFileName = "veltro.lock";
-constexpr int kChangeLock = 0;
-constexpr int kSendLock = 1;
+constexpr std::uint64_t kUnknown = ~std::uint64_t{0};
 
 }  // namespace
 
 std::optional<std::uint64_t> QueueLock::Acquire() {
   if (RequireFile() == nullptr) return std::nullopt;
   file_->Lock(kChangeLock);
+  if (!file_->IsInPlace()) {
+    file_.reset();
+    if (RequireFile() == nullptr) return std::nullopt;
+    file_->Lock(kChangeLock);
+    version_ = attempted_ = kUnknown;
+  }
   const auto [version, firstId] = file_->ReadNote();
   const bool isKnown = version == version_ || version == attempted_;
   version_ = version;
@@ -28,12 +32,20 @@ void QueueLock::Announce(std::uint64_t firstId) {
   version_ = attempted_;
 }
 
+void QueueLock::TryAnnounce(std::uint64_t firstId) noexcept {
+  try {
+    Announce(firstId);
+  } catch (...) {
+    // The others will not notice before the next announcement.
+  }
+}
+
 void QueueLock::Release() noexcept { Unlock(kChangeLock); }
 
 bool QueueLock::ClaimSending() noexcept {
   try {
     return !file_ || file_->TryLock(kSendLock);
-  } catch (const PlatformError&) {
+  } catch (...) {
     return true;
   }
 }
@@ -43,7 +55,7 @@ void QueueLock::YieldSending() noexcept { Unlock(kSendLock); }
 LockFile* QueueLock::RequireFile() {
   if (file_) return file_.get();
   try {
-    file_ = folder_.OpenLockFile(kFileName);
+    file_ = folder_.OpenLockFile(kLockFileName);
   } catch (const PlatformError& error) {
     LogDebug("Analytics - The hit queue is not shared with other processes (%s)", error.what());
   }
@@ -53,7 +65,7 @@ LockFile* QueueLock::RequireFile() {
 void QueueLock::Unlock(int number) noexcept {
   try {
     if (file_) file_->Unlock(number);
-  } catch (const PlatformError&) {
+  } catch (...) {
     // The lock goes with the process.
   }
 }

@@ -25,6 +25,9 @@ class QueueLock {
   /// `PlatformError` when the system refuses.
   void Announce(std::uint64_t firstId);
 
+  /// The same, as far as it goes.
+  void TryAnnounce(std::uint64_t firstId) noexcept;
+
   void Release() noexcept;
 
   /// Whether no other process is sending. It stays this one's turn until `YieldSending`.

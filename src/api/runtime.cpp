@@ -57,13 +57,13 @@ Runtime::Runtime(Platform platform)
     : platform_(std::move(platform)), logRoute_(*platform_.debugOutput) {}
 
 Runtime& Runtime::Current() {
+  WatchForks();
   SaveAtProcessEnd(SaveAtExit);
   if (Runtime* runtime = Peek()) return *runtime;
   const std::lock_guard lock(currentMutex);
   if (Runtime* runtime = Peek()) return *runtime;
   auto* const runtime = new Runtime(MakeHostPlatform());
   current.store(runtime, std::memory_order_release);
-  WatchForks();
   return *runtime;
 }
 
@@ -231,10 +231,13 @@ void Runtime::SyncHits() {
 
 HitSender::DrainResult Runtime::Flush(std::chrono::milliseconds timeout) {
   const Deadline deadline(*platform_.clock, timeout);
+  sharedQueue_.Post([this] { GetHitSender(); });  // whose making waits for the disk
   if (!WaitUntilSaved(timeout)) return HitSender::DrainResult::TimedOut;
+  HitSender* const sender = hitSender_.Peek();
+  if (sender == nullptr) return HitSender::DrainResult::TimedOut;
   if (GetPrivacy().Permission() != SendPermission::Send) return HitSender::DrainResult::NotAllowed;
-  GetHitSender().Start();
-  return GetHitSender().WaitUntilDrained(deadline.Remaining());
+  sender->Start();
+  return sender->WaitUntilDrained(deadline.Remaining());
 }
 
 std::chrono::milliseconds Runtime::SaveForExit(std::chrono::milliseconds timeout) {

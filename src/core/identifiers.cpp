@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/utf.h"
+#include "core/assigned_id.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "core/request_handler.h"
@@ -14,12 +15,14 @@ namespace {
 constexpr std::u16string_view kAnalyticsIdKey = u"VELTRO_STOREDDEFAULTS_AID";
 constexpr std::chrono::milliseconds kServerTimeout{500};
 
-/// The member "id" of a JSON object; empty when `text` is none. Throws when "id" is no string.
+/// The member "id" of a JSON object; empty when there is none that can be an identifier. Throws
+/// when "id" is no string.
 std::u16string ParseIdentifier(const std::string& text) {
   if (text.empty() || text.front() != '{') return {};
   const nlohmann::json answer = ParseJson(text);
   if (!answer.is_object() || !answer.contains("id")) return {};
-  return ToUtf16(answer["id"].get_ref<const std::string&>());
+  std::u16string identifier = ToUtf16(answer["id"].get_ref<const std::string&>());
+  return IsAssignedId<char16_t>(identifier) ? identifier : u"";
 }
 
 std::string HexDigits(const Guid& guid) {

@@ -40,6 +40,14 @@ class FileReplacement {
   virtual std::unique_ptr<LocalFile> Commit() = 0;
 };
 
+/// The lock file of the data folder, and what its locks are for.
+inline constexpr std::string_view kLockFileName = "veltro.lock";
+enum LockNumber : int {
+  kChangeLock,   ///< using the queue file
+  kSendLock,     ///< sending
+  kReplaceLock,  ///< replacing a file, whichever
+};
+
 /// What the processes that share the folder agree by: numbered locks, each held by one process at a
 /// time and free again when that ends, however it ends, and a note that all can read. Used by one
 /// thread at a time. Every operation throws `PlatformError` when the system refuses it.
@@ -58,6 +66,9 @@ class LockFile {
   virtual bool TryLock(int number) = 0;
 
   virtual void Unlock(int number) = 0;
+
+  /// Whether the file still stands in the folder. One that was removed joins nobody any more.
+  virtual bool IsInPlace() = 0;
 
   /// A number by which the processes that have the file open differ.
   virtual std::uint32_t Process() = 0;

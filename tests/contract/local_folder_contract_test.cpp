@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 #include "fakes/fake_local_folder.h"
 #include "platform/linux/local_folder_linux.h"
@@ -47,6 +48,36 @@ class LocalFolderContract : public testing::Test {
 
 using Subjects = testing::Types<FakeSubject, LinuxSubject>;
 TYPED_TEST_SUITE(LocalFolderContract, Subjects);
+
+TYPED_TEST(LocalFolderContract, LocksHoldOffOtherOpenersUntilTheyAreFreed) {
+  using Note = LockFile::Note;
+  const auto ours = this->folder.OpenLockFile("lock");
+  auto theirs = this->folder.OpenLockFile("lock");
+  EXPECT_TRUE(ours->IsInPlace());
+  EXPECT_TRUE(ours->TryLock(0));
+  EXPECT_FALSE(theirs->TryLock(0));
+  EXPECT_TRUE(theirs->TryLock(1));
+  std::thread waiting([&] { theirs->Lock(0); });
+  ours->Unlock(0);
+  waiting.join();
+  EXPECT_FALSE(ours->TryLock(0));
+  EXPECT_EQ(ours->ReadNote(), Note{});
+  theirs->WriteNote({7, 9});
+  theirs.reset();
+  EXPECT_TRUE(ours->TryLock(0));
+  EXPECT_TRUE(ours->TryLock(1));
+  EXPECT_EQ(ours->ReadNote(), (Note{7, 9}));
+}
+
+TYPED_TEST(LocalFolderContract, RemovesAFileAndWhatAReplacementLeft) {
+  this->Put("a", "old");
+  const auto unfinished = this->folder.Replace("a");
+  unfinished->Append("new");
+  this->folder.Remove("a");
+  EXPECT_FALSE(this->folder.Read("a"));
+  EXPECT_FALSE(this->subject.HasTemporaryFiles());
+  this->folder.Remove("a");
+}
 
 TYPED_TEST(LocalFolderContract, MissingFilesAreNoError) {
   EXPECT_EQ(this->folder.Read("a"), std::nullopt);

@@ -101,6 +101,7 @@ class FakeLockFile : public LockFile {
     if (found != Locks().holders.end() && found->second == this) Locks().holders.erase(found);
     disk_->unlocked_.notify_all();
   }
+  bool IsInPlace() override { return true; }
   std::uint32_t Process() override {
     return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(this) >> 4);
   }

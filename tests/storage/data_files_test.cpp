@@ -3,6 +3,8 @@
 
 #include <fstream>
 
+#include "analytics/hit_store.h"
+#include "platform/linux/local_folder_linux.h"
 #include "support/file_faults.h"
 #include "support/test_application.h"
 #include "veltro/veltro.h"
@@ -154,6 +156,20 @@ TEST_F(DataFilesTest, NeverReachThroughWhatIsPlantedInTheirPlace) {
       EXPECT_FALSE(fs::exists(missing));
     }
   }
+}
+
+TEST_F(DataFilesTest, KeepTheHitsOfTwoProcessesWhenTheLockFileIsRemoved) {
+  LocalFolderLinux folder(std::make_shared<DataFolder>(data_, [] { return std::string(); }));
+  HitStore ours(folder);
+  ours.Append({"s1", 1});
+  fs::remove(data_ / "veltro.lock");
+  HitStore theirs(folder);
+  theirs.Append({"s2", 2});
+  theirs.RemoveFirst(theirs.First()->id);
+  ours.Append({"s3", 3});
+  EXPECT_EQ(theirs.First()->hit, (QueuedHit{"s2", 2}));
+  theirs.RemoveFirst(theirs.First()->id);
+  EXPECT_EQ(theirs.First()->hit, (QueuedHit{"s3", 3}));
 }
 
 TEST_F(DataFilesTest, AreDoneWithoutWhereNothingCanBeWritten) {

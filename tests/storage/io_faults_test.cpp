@@ -182,9 +182,10 @@ TEST_F(IoFaultsTest, ReplacementsAreSyncedBeforeTheyAreRenamed) {
   file->Sync();
   const std::string name = temporary.Path().filename();
   EXPECT_EQ(faults.Calls(),
-            (std::vector<std::string>{"open " + name, "unlink a.tmp", "open a.tmp", "fchmod a.tmp",
-                                      "pwrite a.tmp", "fdatasync a.tmp", "renameat a",
-                                      "fsync " + name, "pwrite a", "fdatasync a"}));
+            (std::vector<std::string>{"open " + name, "open " + name, "open veltro.lock",
+                                      "fchmod veltro.lock", "unlink a.tmp", "open a.tmp",
+                                      "fchmod a.tmp", "pwrite a.tmp", "fdatasync a.tmp",
+                                      "renameat a", "fsync " + name, "pwrite a", "fdatasync a"}));
 }
 
 }  // namespace

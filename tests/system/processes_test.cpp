@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <random>
 #include <thread>
 
@@ -115,11 +114,6 @@ class ProcessesTest : public testing::Test {
     return {std::istream_iterator<int>(file), {}};
   }
 
-  bool QueueFileIsWhole() const {
-    std::ifstream file(folder_.Path() / "data/VeltroDataCache.json");
-    return !file || nlohmann::json::accept(file);
-  }
-
   TemporaryFolder folder_;
   int port_ = 0;
   ChildProcess server_{[this](const ChildProcess::Report& report) {
@@ -161,7 +155,6 @@ TEST_P(KilledProcess, LosesNothingThatWasAccepted) {
     const int first = accepted.empty() ? 1 : accepted.back() + 2;  // one more may be stored
     RunAndKill([&](const auto& report) { Track(first, 1000, report); },
                static_cast<int>(random_() % 12), random_() % 1'500'000, accepted);
-    ASSERT_TRUE(QueueFileIsWhole()) << "after " << i << " kills";
   }
   Drain();
   EXPECT_GT(accepted.size(), kills * 3U);
@@ -244,7 +237,7 @@ TEST_F(ProcessesTest, ForkedChildrenAreHarmless) {
         Media::Open({});
         Analytics::GetTrackingQueueSize();
         reportChild(!exists && profile && Host::Flush(1s) == Host::FlushResult::TimedOut);
-        std::exit(0);
+        std::quick_exit(0);
       });
       report(child.Next(5s).value_or(0));
       report(child.Wait(5s) == 0);

@@ -1,5 +1,6 @@
 #include "platform/linux/cookie_jar_curl.h"
 
+#include <stdlib.h>
 #include <time.h>
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <utility>
 
 #include "platform/http_transport.h"
+#include "platform/linux/environment.h"
 #include "platform/linux/process_end.h"
 #include "platform/linux/registrable_domain.h"
 #include "platform/linux/thread_signals.h"
@@ -138,6 +140,8 @@ void CookieJarCurl::RequireStore() {
 void CookieJarCurl::MakeStore() {
   static std::once_flag initialised;
   std::call_once(initialised, [] {
+    // Where TLS keys would be written, with rights that whoever sets it does not have.
+    if (RunsWithRaisedRights()) unsetenv("SSLKEYLOGFILE");
     curl_global_init(CURL_GLOBAL_DEFAULT);
     SaveAtProcessEndFirst();  // it may have started a TLS library, which tidies up
   });

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/linux/lock_file_linux.h"
+#include "platform/platform_error.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -52,8 +53,12 @@ class LocalFileLinux : public LocalFile {
 
 class FileReplacementLinux : public FileReplacement {
  public:
-  FileReplacementLinux(FileDescriptor folder, std::string name)
-      : folder_(std::move(folder)), name_(std::move(name)), temporary_(TemporaryName(name_)) {
+  /// `lock`, which may be null, is kept for as long as the temporary file is in use.
+  FileReplacementLinux(FileDescriptor folder, std::string name, std::unique_ptr<LockFile> lock)
+      : lock_(std::move(lock)),
+        folder_(std::move(folder)),
+        name_(std::move(name)),
+        temporary_(TemporaryName(name_)) {
     Unlink();
     const auto create = [this] {
       return openat(folder_.Get(), temporary_.c_str(),
@@ -92,6 +97,7 @@ class FileReplacementLinux : public FileReplacement {
 
   void Unlink() { unlinkat(folder_.Get(), temporary_.c_str(), 0); }
 
+  std::unique_ptr<LockFile> lock_;
   FileDescriptor folder_;
   std::string name_;
   std::string temporary_;
@@ -118,17 +124,31 @@ std::unique_ptr<LocalFile> LocalFolderLinux::Open(std::string_view name) {
 
 std::unique_ptr<FileReplacement> LocalFolderLinux::Replace(std::string_view name) {
   std::string plainName = PlainName(name);
-  return std::make_unique<FileReplacementLinux>(folder_->Create(), std::move(plainName));
+  FileDescriptor folder = folder_->Create();
+  return std::make_unique<FileReplacementLinux>(std::move(folder), std::move(plainName),
+                                                LockReplacements());
+}
+
+/// Keeps other processes from using the same temporary file; null where there are no locks.
+std::unique_ptr<LockFile> LocalFolderLinux::LockReplacements() {
+  try {
+    std::unique_ptr<LockFile> lock = OpenLockFile(kLockFileName);
+    lock->Lock(kReplaceLock);
+    return lock;
+  } catch (const PlatformError&) {
+    return nullptr;
+  }
 }
 
 void LocalFolderLinux::Remove(std::string_view name) {
   const std::string plainName = PlainName(name);
   const FileDescriptor folder = folder_->Open();
   if (!folder) return;
+  int error = 0;
   for (const std::string& file : {TemporaryName(plainName), plainName}) {
-    const int error = unlinkat(folder.Get(), file.c_str(), 0) == 0 ? 0 : errno;
-    if (error != 0 && error != ENOENT) ThrowSystemError("unlink", file, error);
+    if (unlinkat(folder.Get(), file.c_str(), 0) != 0 && errno != ENOENT) error = errno;
   }
+  if (error != 0) ThrowSystemError("unlink", name, error);
 }
 
 std::unique_ptr<LockFile> LocalFolderLinux::OpenLockFile(std::string_view name) {

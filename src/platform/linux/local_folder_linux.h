@@ -25,6 +25,7 @@ class LocalFolderLinux : public LocalFolder {
   std::unique_ptr<LockFile> OpenLockFile(std::string_view name) override;
 
  private:
+  std::unique_ptr<LockFile> LockReplacements();
   FileDescriptor OpenFile(const std::string& name, int flags);
 
   std::shared_ptr<DataFolder> folder_;

@@ -32,7 +32,15 @@ void LockFileLinux::Unlock(int number) {
   if (Control(F_OFD_SETLK, F_UNLCK, number) != 0) ThrowSystemError("unlock", name_);
 }
 
-std::uint32_t LockFileLinux::Process() { return static_cast<std::uint32_t>(getpid()); }
+bool LockFileLinux::IsInPlace() {
+  struct stat status {};
+  return fstat(file_.Get(), &status) == 0 && status.st_nlink > 0;
+}
+
+/// Process numbers have 22 bits; two of this process differ in the descriptor.
+std::uint32_t LockFileLinux::Process() {
+  return (static_cast<std::uint32_t>(getpid()) << 10) ^ static_cast<std::uint32_t>(file_.Get());
+}
 
 LockFile::Note LockFileLinux::ReadNote() {
   Note note{};
@@ -46,6 +54,10 @@ void LockFileLinux::WriteNote(const Note& note) {
 }
 
 int LockFileLinux::Control(int command, short type, int number) {
+  if (InForkedChild()) {  // where the descriptor may be somebody else's by now
+    errno = EBADF;
+    return -1;
+  }
   struct flock lock {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;

@@ -18,6 +18,7 @@ class LockFileLinux : public LockFile {
   void Lock(int number) override;
   bool TryLock(int number) override;
   void Unlock(int number) override;
+  bool IsInPlace() override;
   std::uint32_t Process() override;
   Note ReadNote() override;
   void WriteNote(const Note& note) override;

@@ -18,7 +18,11 @@ constinit std::atomic<pthread_t> endingThread{0};  // 0: the process is not endi
 
 void Run() {
   endingThread = pthread_self();
-  if (!InForkedChild()) saved.load()();
+  try {
+    if (!InForkedChild()) saved.load()();
+  } catch (...) {
+    // Out of memory: what can be saved is saved.
+  }
   isRegistered = false;
 }
 

@@ -63,8 +63,9 @@ std::optional<in_addr> EmbeddedAddress(const std::uint8_t* bytes) {
 bool IsPublic6(const in6_addr& address) {
   const std::uint8_t* const bytes = address.s6_addr;
   if (const auto embedded = EmbeddedAddress(bytes)) return IsPublic4(*embedded);
-  const bool isUniqueLocal = (bytes[0] & 0xFE) == 0xFC;
-  return !isUniqueLocal && !IN6_IS_ADDR_LINKLOCAL(&address) && !IN6_IS_ADDR_MULTICAST(&address);
+  constexpr std::uint8_t kTunnelled[] = {0x20, 0x01, 0, 0};  // 2001::/32
+  const bool isGlobalUnicast = (bytes[0] & 0xE0) == 0x20;    // 2000::/3
+  return isGlobalUnicast && !std::equal(std::begin(kTunnelled), std::end(kTunnelled), bytes);
 }
 
 }  // namespace

@@ -129,5 +129,24 @@ TEST_F(HitSenderTest, DropsAHitThatComesAfterAnOptOut) {
   EXPECT_EQ(queue_->QueuedHitCount(5s), 0U);
 }
 
+TEST_F(HitSenderTest, TakesTurnsWithAnotherProcess) {
+  HitStore theirs(fakes_.localFolder);
+  ASSERT_TRUE(theirs.ClaimSending());
+  Start();
+  queue_->EnqueueHit("s1", kNow);
+  ASSERT_TRUE(fakes_.clock.WaitForSleepers(1));
+  EXPECT_EQ(fakes_.httpTransport.RequestCount(), 0U);
+  theirs.YieldSending();
+  fakes_.clock.Advance(250ms);
+  ASSERT_TRUE(fakes_.httpTransport.WaitForRequests(1));
+  EXPECT_EQ(LeftAfterDraining(), 0U);
+  EXPECT_TRUE(theirs.ClaimSending());
+  theirs.YieldSending();
+  fakes_.httpTransport.ScriptAnswer(500);
+  queue_->EnqueueHit("s2", kNow);
+  ASSERT_TRUE(fakes_.clock.WaitForSleepers(1));
+  EXPECT_TRUE(theirs.ClaimSending()) << "during our cooldown";
+}
+
 }  // namespace
 }  // namespace Veltro::Internal

@@ -151,6 +151,24 @@ TEST_F(HitStoreTest, NeverTakesAHitOfAnotherProcessForTheOneUnderWay) {
   EXPECT_EQ(FileHits(), std::vector<QueuedHit>{MakeHit(3)});
 }
 
+TEST_F(HitStoreTest, NeverTakesAStoredHitForOneUnderWayFromBeforeItCouldBeRead) {
+  HitStore(folder_).Append(MakeHit(1));
+  disk_->FailAtOperation(1, Testing::FakeDisk::Repeat::ForGood);
+  HitStore ours(folder_);
+  ours.Append(MakeHit(2));
+  const auto underWay = ours.First();
+  disk_->Heal();
+  ours.RemoveFirst(underWay->id);
+  EXPECT_EQ(FileHits(), (std::vector{MakeHit(1), MakeHit(2)}));
+
+  HitStore theirs(folder_);
+  theirs.Clear();
+  theirs.Append(MakeHit(3));
+  disk_->FailAtOperation(1);
+  EXPECT_FALSE(ours.First()) << "has not been able to read the hits";
+  EXPECT_EQ(ours.First()->hit, MakeHit(3));
+}
+
 TEST_F(HitStoreTest, OneProcessAtATimeSends) {
   HitStore ours(folder_);
   {
