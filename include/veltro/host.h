@@ -11,7 +11,8 @@
 namespace Veltro {
 
 /// What an application may tell the library about itself and its surroundings, all of it optional.
-/// Every function may be called from any thread and never throws.
+/// Every function may be called from any thread and never throws. In a child forked after the first
+/// call to the library, no call of the library does anything, until the child is another program.
 class VELTRO_EXPORT Host {
  public:
   struct Options {
@@ -20,7 +21,8 @@ class VELTRO_EXPORT Host {
     std::filesystem::path packageFolder;
 
     /// Where the library keeps its files. Default: the environment variable VELTRO_DATA_DIR, else
-    /// "<application title>/veltro" in XDG_DATA_HOME (~/.local/share).
+    /// "<application title>/veltro" in XDG_DATA_HOME (~/.local/share). Several processes may use
+    /// one folder.
     std::filesystem::path dataFolder;
 
     /// The application's title and version ("1.2.3.4"), in place of the manifest's.
