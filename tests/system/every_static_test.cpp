@@ -158,8 +158,8 @@ const Call kSyncing[] = {
 
 void MakeAnyCall(Caller& caller) {
   const bool isSyncing = caller.random() % 64 == 0;
-  const std::size_t count = isSyncing ? std::size(kSyncing) : std::size(kTable);
-  (isSyncing ? kSyncing : kTable)[caller.random() % count](caller);
+  if (isSyncing) return kSyncing[caller.random() % std::size(kSyncing)](caller);
+  kTable[caller.random() % std::size(kTable)](caller);
 }
 
 /// The whole library under the calls of many threads; the number is a seed.
