@@ -28,8 +28,9 @@ void ThreadPool::Post(WorkItem item) {
 
 bool ThreadPool::AddThread() {
   auto thread = StartThread([this] { Run(); });
-  if (thread) threads_.push_back(*std::move(thread));
-  return thread.has_value();
+  if (!thread) return false;
+  threads_.push_back(*std::move(thread));
+  return true;
 }
 
 void ThreadPool::Run() {

@@ -241,7 +241,8 @@ std::optional<unsigned> FromEnvironment(const char* name) {
 class RandomSequences : public testing::TestWithParam<Settings> {};
 
 TEST_P(RandomSequences, LeadWhereTheModelStands) {
-  const unsigned share = FromEnvironment("VELTRO_SEQUENCES").value_or(500) / std::size(kSettings);
+  constexpr auto kCases = static_cast<unsigned>(std::size(kSettings));
+  const unsigned share = FromEnvironment("VELTRO_SEQUENCES").value_or(500) / kCases;
   const std::optional<unsigned> only = FromEnvironment("VELTRO_SEED");
   for (unsigned seed = only.value_or(1); seed <= only.value_or(share); ++seed) {
     const Steps steps = Testing::RandomSteps(seed);
