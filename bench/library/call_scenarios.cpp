@@ -97,7 +97,7 @@ Goals GoalsFor(const Manner& manner) {
 
 Latencies TimeOnStalledDisk(const std::function<Latencies()>& time) {
   constexpr long kAtMostOneForEachThread = 10;
-  const StalledDisk stall(2s);
+  const StalledDisk stall(2500ms);  // calls for 2 s, and a little longer
   const long before = CountDiskOperations();
   Latencies latencies = time();
   if (CountDiskOperations() - before > kAtMostOneForEachThread) {
