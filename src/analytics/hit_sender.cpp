@@ -106,12 +106,16 @@ void HitSender::Run() {
 }
 
 void HitSender::Drain() {
+  bool isOurTurn = false;
   while (true) {
     sleeper_->Rearm();
     if (!MaySend()) return;
-    const Next next = store_.ClaimSending() ? SendFirst() : WaitForTurn();
+    isOurTurn = isOurTurn || store_.ClaimSending();
+    const Next next = isOurTurn ? SendFirst() : WaitForTurn();
     if (next == Next::Stop) return;
-    if (next == Next::CoolDown) CoolDown();
+    if (next != Next::CoolDown) continue;
+    CoolDown();
+    isOurTurn = false;
   }
 }
 

@@ -9,9 +9,17 @@
 #include "platform/linux/forked_child.h"
 
 namespace Veltro::Internal {
+namespace {
+
+/// Process numbers have 22 bits; two files of this process differ in the descriptor.
+std::uint32_t NumberOf(const FileDescriptor& file) {
+  return (static_cast<std::uint32_t>(getpid()) << 10) ^ static_cast<std::uint32_t>(file.Get());
+}
+
+}  // namespace
 
 LockFileLinux::LockFileLinux(FileDescriptor file, std::string name)
-    : file_(std::move(file)), name_(std::move(name)) {
+    : file_(std::move(file)), name_(std::move(name)), process_(NumberOf(file_)) {
   if (Control(F_OFD_GETLK, F_WRLCK, 0) != 0) ThrowSystemError("lock", name_);
   CloseInForkedChildren(file_.Get());
 }
@@ -35,11 +43,6 @@ void LockFileLinux::Unlock(int number) {
 bool LockFileLinux::IsInPlace() {
   struct stat status {};
   return fstat(file_.Get(), &status) == 0 && status.st_nlink > 0;
-}
-
-/// Process numbers have 22 bits; two of this process differ in the descriptor.
-std::uint32_t LockFileLinux::Process() {
-  return (static_cast<std::uint32_t>(getpid()) << 10) ^ static_cast<std::uint32_t>(file_.Get());
 }
 
 LockFile::Note LockFileLinux::ReadNote() {

@@ -19,7 +19,7 @@ class LockFileLinux : public LockFile {
   bool TryLock(int number) override;
   void Unlock(int number) override;
   bool IsInPlace() override;
-  std::uint32_t Process() override;
+  std::uint32_t Process() override { return process_; }
   Note ReadNote() override;
   void WriteNote(const Note& note) override;
 
@@ -28,6 +28,7 @@ class LockFileLinux : public LockFile {
 
   const FileDescriptor file_;
   const std::string name_;
+  const std::uint32_t process_;
 };
 
 }  // namespace Veltro::Internal
