@@ -49,8 +49,9 @@ class HitStore {
 
   void Append(QueuedHit hit);
 
-  /// A copy of the oldest hit; nothing when there is none that is known. Throws `PlatformError` when
-  /// a hit that is known cannot be read. A hit whose text in the file is damaged is logged, removed and passed over.
+  /// A copy of the oldest hit; nothing when there is none that is known. Throws `PlatformError`
+  /// when a hit that is known cannot be read. A hit whose text in the file is damaged is logged,
+  /// removed and passed over.
   std::optional<FirstHit> First();
 
   /// Replaces the oldest hit, if it is still the one numbered `id`.
