@@ -35,6 +35,14 @@ class VELTRO_EXPORT Host {
     /// variable VELTRO_TARGET_EDGE_DOMAIN, else the built-in suffix.
     std::string targetEdgeDomain;
 
+    /// "HOST:PORT" of a veltro-collector, for a dry run: hits, signals and content requests go
+    /// there over http instead of to the configured servers. Needs no "VeltroConfig.json": what
+    /// that does not set up is named "dry-run". Uses the folder "dry-run" in the data folder, so
+    /// that nothing of it gets to the servers later; each hit tells which keys of its context data
+    /// were cleaned and which values left out. Default: the environment variable VELTRO_DRY_RUN,
+    /// else no dry run.
+    std::string dryRunCollector;
+
     /// A file of certificates (PEM) to trust in place of the system's.
     std::string caFile;
 

@@ -16,33 +16,38 @@ namespace {
 /// The most that an entry point waits for an answer that has to come from a worker.
 constexpr std::chrono::milliseconds kAnswerTimeout{100};
 
+/// The context data of a hit to be.
+StringMap Convert(const ContextDataCopy& data) {
+  return Runtime::Current().IsDryRun() ? data.ConvertWithNotes() : data.Convert();
+}
+
 }  // namespace
 
 void PostState(std::u16string state, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [state = std::move(state), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTracker().TrackState(state, data.Convert());
+        runtime.GetTracker().TrackState(state, Convert(data));
       });
 }
 
 void PostAction(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTracker().TrackAction(action, data.Convert());
+        runtime.GetTracker().TrackAction(action, Convert(data));
       });
 }
 
 void PostTimedActionStart(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTimedActions().TrackTimedActionStart(action, data.Convert());
+        runtime.GetTimedActions().TrackTimedActionStart(action, Convert(data));
       });
 }
 
 void PostTimedActionUpdate(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) {
-        runtime.GetTimedActions().TrackTimedActionUpdate(action, data.Convert());
+        runtime.GetTimedActions().TrackTimedActionUpdate(action, Convert(data));
       });
 }
 
@@ -63,14 +68,14 @@ AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action) {
 
 void PostLifetimeValueIncrease(double amount, ContextDataCopy data) {
   Runtime::Current().PostTracking([amount, data = std::move(data)](Runtime& runtime) mutable {
-    TrackLifetimeValueIncrease(amount, data.Convert(), runtime.GetSettings(), runtime.GetTracker());
+    TrackLifetimeValueIncrease(amount, Convert(data), runtime.GetSettings(), runtime.GetTracker());
   });
 }
 
 void PostLocation(Position position, double accuracy, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [position, accuracy, data = std::move(data)](Runtime& runtime) mutable {
-        TrackLocation(position, accuracy, data.Convert(), runtime.GetConfiguration(),
+        TrackLocation(position, accuracy, Convert(data), runtime.GetConfiguration(),
                       runtime.GetPersistentParameters(), runtime.GetTracker());
       });
 }
@@ -130,7 +135,7 @@ void PostMediaReport(MediaEvent event, std::u16string name, double offset) {
 
 void PostMediaTrack(std::u16string name, ContextDataCopy data) {
   Runtime::Current().PostMedia([name = std::move(name), data = std::move(data)](
-                                   MediaTracker& media) { media.Track(name, data.Convert()); });
+                                   MediaTracker& media) { media.Track(name, Convert(data)); });
 }
 
 void OpenMedia(MediaSettings settings) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 #include <string_view>
 #include <type_traits>
@@ -12,6 +13,7 @@
 #include <variant>
 
 #include "base/utf.h"
+#include "core/context_data.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -41,12 +43,13 @@ constexpr Kind KindOf() {
 /// A value without its type: a text, or the bytes of a number of the widest type of its kind.
 class Plain {
  public:
-  explicit Plain(const Value& value) {
+  explicit Plain(const Value& value) : type_(value.TypeName()) {
     std::visit([this](const auto& held) { Take(held); }, value.Get());
   }
 
   Kind GetKind() const { return kind_; }
   std::string_view Bytes() const {
+    if (kind_ == Kind::Ignored) return type_;
     return text_ != nullptr ? std::string_view(*text_) : std::string_view(number_, numberSize_);
   }
 
@@ -72,6 +75,7 @@ class Plain {
     numberSize_ = sizeof number;
   }
 
+  const char* type_;
   Kind kind_ = Kind::Ignored;
   const std::string* text_ = nullptr;
   std::size_t numberSize_ = 0;
@@ -108,6 +112,24 @@ std::string_view TextOf(Kind kind, std::string_view bytes, Buffer& buffer) {
   }
 }
 
+/// The key of a variable of the hit.
+constexpr std::string_view kNotesKey = "&&veltroNotes";
+
+void Note(std::initializer_list<std::string_view> parts, std::string& notes) {
+  if (!notes.empty()) notes += '\n';
+  for (const std::string_view part : parts) notes += part;
+}
+
+void NoteLeftOut(std::string_view key, std::string_view type, std::string& notes) {
+  Note({"value of \"", key, "\" was left out: ", type.empty() ? "null" : type}, notes);
+}
+
+void NoteCleaning(std::u16string_view key, std::string& notes) {
+  const std::u16string clean = CleanContextDataKey(key);
+  if (clean == key || key.starts_with(u"&&")) return;
+  Note({"key \"", ToUtf8(key), "\" was cleaned to \"", ToUtf8(clean), "\""}, notes);
+}
+
 }  // namespace
 
 ContextDataCopy::ContextDataCopy(const ContextData& data) {
@@ -119,7 +141,6 @@ ContextDataCopy::ContextDataCopy(const ContextData& data) {
   for (const auto& [key, value] : data) {
     const Plain plain(value);
     const std::string_view bytes = plain.Bytes();
-    if (plain.GetKind() == Kind::Ignored) continue;
     if (std::max(key.size(), bytes.size()) > kMaxTextSize) continue;
     const RecordHead head{static_cast<std::uint32_t>(key.size()),
                           static_cast<std::uint32_t>(bytes.size()), plain.GetKind()};
@@ -129,19 +150,43 @@ ContextDataCopy::ContextDataCopy(const ContextData& data) {
   }
 }
 
+struct ContextDataCopy::Record {
+  Kind kind;
+  std::string_view key;
+  std::string_view value;
+};
+
+ContextDataCopy::Record ContextDataCopy::TakeRecord(std::string_view& rest) {
+  RecordHead head;
+  std::memcpy(&head, rest.data(), sizeof head);
+  rest.remove_prefix(sizeof head);
+  const Record record{head.kind, rest.substr(0, head.keySize),
+                      rest.substr(head.keySize, head.valueSize)};
+  rest.remove_prefix(record.key.size() + record.value.size());
+  return record;
+}
+
 StringMap ContextDataCopy::Convert() const {
   StringMap converted = converted_;
   converted.Reserve(0, records_.size());  // enough for all but the longest numbers
   for (std::string_view rest = records_; !rest.empty();) {
-    RecordHead head;
-    std::memcpy(&head, rest.data(), sizeof head);
-    rest.remove_prefix(sizeof head);
-    const std::string_view key = rest.substr(0, head.keySize);
-    const std::string_view value = rest.substr(head.keySize, head.valueSize);
+    const Record record = TakeRecord(rest);
     Buffer buffer;
-    converted.SetUtf8(key, TextOf(head.kind, value, buffer));
-    rest.remove_prefix(key.size() + value.size());
+    if (record.kind == Kind::Ignored) continue;
+    converted.SetUtf8(record.key, TextOf(record.kind, record.value, buffer));
   }
+  return converted;
+}
+
+StringMap ContextDataCopy::ConvertWithNotes() const {
+  StringMap converted = Convert();
+  std::string notes;
+  for (std::string_view rest = records_; !rest.empty();) {
+    const Record record = TakeRecord(rest);
+    if (record.kind == Kind::Ignored) NoteLeftOut(record.key, record.value, notes);
+  }
+  for (const auto [key, value] : converted) NoteCleaning(key, notes);
+  if (!notes.empty()) converted.SetUtf8(kNotesKey, notes);
   return converted;
 }
 

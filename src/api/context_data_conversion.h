@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "base/string_map.h"
@@ -25,8 +26,18 @@ class ContextDataCopy {
   /// The data as the library works with it.
   StringMap Convert() const;
 
+  /// The same for a dry run: the variable "veltroNotes" besides, when there is something that the
+  /// developer should know. It has a line for each key that will be cleaned and each value that is
+  /// left out.
+  StringMap ConvertWithNotes() const;
+
  private:
-  // One record for each entry: a `RecordHead`, the key, the value; UTF-8.
+  struct Record;
+
+  static Record TakeRecord(std::string_view& rest);
+
+  // One record for each entry: a `RecordHead`, the key, the value; UTF-8. Of a value that is left
+  // out, its type.
   std::string records_;
   StringMap converted_;
 };

@@ -59,6 +59,7 @@ Platform MakeHostPlatform() {
                             .deviceManufacturer = options.deviceManufacturer,
                             .deviceModel = options.deviceModel,
                             .targetEdgeDomain = options.targetEdgeDomain,
+                            .dryRunCollector = options.dryRunCollector,
                             .caFile = options.caFile,
                             .logSink = options.logSink,
                             .windowSize = GetHostWindow,

@@ -71,8 +71,7 @@ Runtime* Runtime::ReplaceCurrent(Runtime* runtime) { return current.exchange(run
 Runtime* Runtime::Peek() { return current.load(std::memory_order_acquire); }
 
 const Configuration& Runtime::GetConfiguration() {
-  return configuration_.Get(
-      [this] { return LoadConfiguration(*platform_.package, GetSettings()); });
+  return configuration_.Get([this] { return MakeConfiguration(); });
 }
 
 SettingsStore& Runtime::GetSettings() {
@@ -163,7 +162,7 @@ ContentLoader& Runtime::GetContentLoader() {
   return contentLoader_.Get([this] {
     return ContentLoader({GetConfiguration(), GetPrivacy(), GetSettings(), persistentParameters_,
                           lastLifecycleData_, *platform_.clock},
-                         platform_.targetEdgeDomain, *platform_.httpTransport);
+                         ContentHost(), *platform_.httpTransport);
   });
 }
 
@@ -265,6 +264,17 @@ bool Runtime::WaitUntilSaved(std::chrono::milliseconds timeout) {
 void Runtime::RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout) {
   sharedQueue_.Post(std::move(item));
   sharedQueue_.WaitUntilDone(timeout);
+}
+
+Configuration Runtime::MakeConfiguration() {
+  Configuration config = LoadConfiguration(*platform_.package, GetSettings());
+  if (IsDryRun()) DirectToCollector(platform_.dryRunCollector, config);
+  return config;
+}
+
+std::string Runtime::ContentHost() {
+  if (IsDryRun()) return platform_.dryRunCollector;
+  return GetConfiguration().targetClientCode + platform_.targetEdgeDomain;
 }
 
 /// Where the analytics identifier is asked for, while data may leave the device.

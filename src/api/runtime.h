@@ -76,6 +76,9 @@ class Runtime {
   LastLifecycleData& GetLastLifecycleData() { return lastLifecycleData_; }
   PersistentParameters& GetPersistentParameters() { return persistentParameters_; }
 
+  /// Whether everything goes to a collector of the developer's.
+  bool IsDryRun() const { return !platform_.dryRunCollector.empty(); }
+
   /// Runs `track(runtime)` on the shared queue, provided that hits may be made when its turn comes.
   template <class Track>
   void PostTracking(Track track) {
@@ -182,6 +185,8 @@ class Runtime {
   }
 
   void RunOnSharedQueue(WorkItem item, std::chrono::milliseconds timeout);
+  Configuration MakeConfiguration();
+  std::string ContentHost();
   std::optional<std::string> IdentifierUrl();
   void OnPrivacySet(VeltroPrivacyStatus status);
   void OnLaunch(StringMap data, std::int32_t timestamp);

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "base/number_text.h"
+#include "base/url_host.h"
 #include "base/utf.h"
 #include "config/privacy.h"
 #include "core/json.h"
@@ -134,6 +135,18 @@ Configuration LoadConfiguration(Package& package, SettingsStore& settings) {
     LogDebug("Config - Unable to load local config file (%s)", error.what());
   }
   return config;
+}
+
+void DirectToCollector(const std::string& collector, Configuration& config) {
+  if (config.rsids.empty()) {
+    config.rsids = "dry-run";
+    config.offlineEnabled = true;
+  }
+  if (config.targetClientCode.empty()) config.targetClientCode = "dry-run";
+  config.server = config.audienceManagerServer = collector;
+  config.ssl = false;
+  LogWarning("Config - Dry run: everything goes to %s", collector);
+  if (!IsHostAndPort(collector)) LogError("Config - %s is no HOST:PORT for a dry run", collector);
 }
 
 }  // namespace Veltro::Internal

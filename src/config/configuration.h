@@ -50,4 +50,8 @@ bool CheckAnalyticsConfigured(const Configuration& config);
 /// type than it should be leaves its default.
 Configuration LoadConfiguration(Package& package, SettingsStore& settings);
 
+/// Makes of `config` that of a dry run: `collector`, "HOST:PORT", is all servers, over http. What
+/// the file does not have set up is set up as "dry-run". Logs that it is one.
+void DirectToCollector(const std::string& collector, Configuration& config);
+
 }  // namespace Veltro::Internal

@@ -28,6 +28,9 @@ struct Platform {
   /// What follows the client code in the name of the content server, such as ".example" or
   /// ".localhost:8900".
   std::string targetEdgeDomain;
+
+  /// "HOST:PORT" of the collector that plays all servers in a dry run; else empty.
+  std::string dryRunCollector;
 };
 
 }  // namespace Veltro::Internal

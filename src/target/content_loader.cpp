@@ -36,12 +36,8 @@ void LogFailure(const PlatformError& error) {
 
 }  // namespace
 
-ContentLoader::ContentLoader(const Sources& sources, std::string edgeDomain,
-                             HttpTransport& transport)
-    : sources_(sources),
-      host_(sources.config.targetClientCode + std::move(edgeDomain)),
-      transport_(transport),
-      ids_(sources.settings) {}
+ContentLoader::ContentLoader(const Sources& sources, std::string host, HttpTransport& transport)
+    : sources_(sources), host_(std::move(host)), transport_(transport), ids_(sources.settings) {}
 
 std::string ContentLoader::LoadRequest(const TargetLocationRequest& request) {
   if (sources_.config.targetClientCode.empty()) {

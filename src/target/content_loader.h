@@ -28,8 +28,8 @@ class ContentLoader {
     Clock& clock;
   };
 
-  /// `edgeDomain` follows the client code in the server's name, ".example" or ".localhost:8900".
-  ContentLoader(const Sources& sources, std::string edgeDomain, HttpTransport& transport);
+  /// `host` is the content server's name, and port where that is not 80.
+  ContentLoader(const Sources& sources, std::string host, HttpTransport& transport);
 
   /// The content of the request's location. Waits for the answer, up to `targetTimeout` of the
   /// configuration, so call it on a worker. Yields the default content when there is no answer, or

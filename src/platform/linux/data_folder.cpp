@@ -53,12 +53,13 @@ std::filesystem::path Absolute(const std::filesystem::path& path) {
 
 }  // namespace
 
-DataFolder::DataFolder(std::filesystem::path configured, std::function<std::string()> title)
-    : configured_(std::move(configured)), title_(std::move(title)) {}
+DataFolder::DataFolder(std::filesystem::path configured, std::function<std::string()> title,
+                       const char* below)
+    : configured_(std::move(configured)), title_(std::move(title)), below_(below) {}
 
 std::filesystem::path DataFolder::Path() {
   std::lock_guard lock(mutex_);
-  if (path_.empty()) path_ = Absolute(Resolve());
+  if (path_.empty()) path_ = Absolute(*below_ == '\0' ? Resolve() : Resolve() / below_);
   return path_;
 }
 

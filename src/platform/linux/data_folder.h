@@ -15,10 +15,12 @@ namespace Veltro::Internal {
 /// thread.
 class DataFolder {
  public:
-  /// Uses `configured`, else VELTRO_DATA_DIR, else <application>/veltro in XDG_DATA_HOME or in
+  /// The folder `below`, a literal, unless that is empty, in `configured`, else VELTRO_DATA_DIR,
+  /// else <application>/veltro in XDG_DATA_HOME or in
   /// ~/.local/share. `title` gives the application's title, UTF-8; it may throw `PlatformError`,
   /// and the folder then belongs to the application "Unknown".
-  DataFolder(std::filesystem::path configured, std::function<std::string()> title);
+  DataFolder(std::filesystem::path configured, std::function<std::string()> title,
+             const char* below = "");
 
   /// Where the folder is or would be. Throws `PlatformError` when the user has no home.
   std::filesystem::path Path();
@@ -36,6 +38,7 @@ class DataFolder {
 
   const std::filesystem::path configured_;
   const std::function<std::string()> title_;
+  const char* const below_;
   std::mutex mutex_;
   std::filesystem::path path_;  // empty until resolved
 };

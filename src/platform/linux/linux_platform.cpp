@@ -32,13 +32,21 @@ std::string EdgeDomain(std::string configured) {
   return EnvironmentVariable("VELTRO_TARGET_EDGE_DOMAIN").value_or(VELTRO_TARGET_EDGE_DOMAIN);
 }
 
+std::string DryRunCollector(std::string configured) {
+  if (!configured.empty()) return configured;
+  return EnvironmentVariable("VELTRO_DRY_RUN").value_or("");
+}
+
 }  // namespace
 
 Platform MakeLinuxPlatform(LinuxPlatformOptions options) {
   const auto title = [options] { return ToUtf8(MakePackage(options)->Title()); };
-  auto dataFolder = std::make_shared<DataFolder>(options.dataFolder, title);
-
   Platform platform;
+  platform.dryRunCollector = DryRunCollector(std::move(options.dryRunCollector));
+  // What is recorded in a dry run never gets to the servers, nor the other way round.
+  const char* const below = platform.dryRunCollector.empty() ? "" : "dry-run";
+  auto dataFolder = std::make_shared<DataFolder>(options.dataFolder, title, below);
+
   platform.clock = std::make_unique<ClockLinux>();
   platform.debugOutput = std::make_unique<DebugOutputLinux>(std::move(options.logSink));
   platform.deviceFacts = std::make_unique<DeviceFactsLinux>(

@@ -21,6 +21,7 @@ struct LinuxPlatformOptions {
   std::string deviceManufacturer;
   std::string deviceModel;
   std::string targetEdgeDomain;                   ///< else VELTRO_TARGET_EDGE_DOMAIN, else built in
+  std::string dryRunCollector;                    ///< else VELTRO_DRY_RUN, else no dry run
   std::string caFile;                             ///< trusted certificate authorities, PEM
   std::function<void(std::string_view)> logSink;  ///< gets log lines; else standard error
   std::function<std::optional<WindowSize>()> windowSize;
