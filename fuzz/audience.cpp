@@ -52,8 +52,8 @@ void CheckVisitor(const StringMap& profile, const std::u16string& userId) {
   Testing::FakeSettings map;
   SettingsStore settings(map);
   VisitorProfile visitor(settings);
-  visitor.StoreProfile(profile);
-  visitor.StoreUserId(userId);
+  visitor.StoreProfile(profile, 0);
+  visitor.StoreUserId(userId, 0);
   const Visitor again(Stored(ToUtf8(settings.ReadString(kProfileKey))),
                       settings.ReadString(kUserIdKey));
   Require(!IsPlain(profile) || again.profile == profile, "the profile was lost");

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "veltro/async_operation.h"
 #include "veltro/export.h"
 
 namespace Veltro {
@@ -69,6 +70,16 @@ class VELTRO_EXPORT Host {
   /// Waits until all calls so far are on disk and the queue is sent, whatever the batch limit, no
   /// longer than `deadline`.
   static FlushResult Flush(std::chrono::milliseconds deadline);
+
+  /// Forgets the user, as they may ask for: removes what is recorded and not yet sent, the running
+  /// timed actions, all identifiers, the profile, the lifetime value, what is known of launches,
+  /// and cookies, from memory and disk. Answers under way bring none of it back. Calls before it
+  /// are covered; those after it concern somebody new. The privacy status stays as it is, and media
+  /// go on playing. What servers know they keep.
+  ///
+  /// The result is whether nothing of it is left on disk; false also when the disk did not answer
+  /// in time. The reason is logged then, and a later call tries again.
+  static AsyncOperation<bool> Purge();
 };
 
 }  // namespace Veltro

@@ -147,6 +147,11 @@ void HitStore::Clear() {
   SaveWhole();
 }
 
+bool HitStore::IsStored() {
+  const std::lock_guard lock(mutex_);
+  return fileIsCurrent_;
+}
+
 bool HitStore::ClaimSending() {
   const std::lock_guard lock(mutex_);
   return queueLock_.ClaimSending();

@@ -65,6 +65,9 @@ class HitStore {
   /// written.
   void Clear();
 
+  /// Whether the file holds what memory does, as far as that is known.
+  bool IsStored();
+
   /// Of the processes that share the file one at a time sends. Whether it is this one now; it stays
   /// so until `YieldSending`.
   bool ClaimSending();

@@ -83,6 +83,16 @@ void TimedActionTable::AdjustTimedActions(std::int32_t seconds) {
   });
 }
 
+void TimedActionTable::Forget() {
+  {
+    const std::lock_guard lock(mutex_);
+    actions_.clear();
+    isLoaded_ = true;
+  }
+  worker_.WaitUntilDone(kHitTimeout);  // it may be writing them
+  folder_.Remove(kFileName);
+}
+
 /// Adds the stored actions to those that have come meanwhile. Once they are read, or have proved
 /// damaged, there is nothing more to load.
 void TimedActionTable::LoadTimedActions() {

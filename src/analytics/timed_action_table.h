@@ -52,6 +52,9 @@ class TimedActionTable {
   /// The application was paused for `seconds`, which count for no action that runs now.
   void AdjustTimedActions(std::int32_t seconds);
 
+  /// Forgets all actions, and removes their file. Throws `PlatformError` when that stays.
+  void Forget();
+
   /// Whether every earlier change is on disk, as far as that lets it, within `timeout`.
   bool WaitUntilSaved(std::chrono::milliseconds timeout) { return worker_.WaitUntilDone(timeout); }
 

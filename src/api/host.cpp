@@ -40,4 +40,8 @@ Host::FlushResult Host::Flush(std::chrono::milliseconds deadline) {
   return result;
 }
 
+AsyncOperation<bool> Host::Purge() {
+  return Ask(false, [](Runtime& runtime) { return runtime.Purge(); });
+}
+
 }  // namespace Veltro

@@ -22,6 +22,9 @@ constexpr std::chrono::milliseconds kExitTimeout{250};
 constinit std::atomic<Runtime*> current{nullptr};
 constinit std::mutex currentMutex;
 
+/// The most that each part of a purge waits for the disk.
+constexpr std::chrono::milliseconds kPurgeTimeout{5000};
+
 /// A time-out that several waits share.
 class Deadline {
  public:
@@ -221,6 +224,35 @@ std::u16string Runtime::Dpuuid() const {
 ContentIds::Values Runtime::LoadedContentIds() const {
   const ContentLoader* const loader = contentLoader_.Peek();
   return loader == nullptr ? ContentIds::Values() : loader->GetIds();
+}
+
+bool Runtime::Purge() {
+  lastLifecycleData_.Set({});
+  persistentParameters_.Clear();
+  GetHitQueue().ClearHits();
+  GetSkaipra().ForgetPartner();
+  using Step = bool (*)(Runtime&);
+  constexpr Step kSteps[] = {
+      [](Runtime& runtime) { return runtime.GetTimedActions().Forget(), true; },
+      [](Runtime& runtime) { return runtime.GetIdentifiers().Forget(), true; },
+      [](Runtime& runtime) { return runtime.GetVisitorProfile().Forget(), true; },
+      [](Runtime& runtime) { return runtime.GetContentLoader().ClearStoredIds(), true; },
+      [](Runtime& runtime) { return runtime.GetSettings().ClearExcept(kPrivacyStatusKey), true; },
+      [](Runtime& runtime) {
+        return runtime.platform_.httpTransport->ForgetCookies(kPurgeTimeout);
+      },
+      [](Runtime& runtime) { return runtime.GetHitQueue().WaitUntilSaved(kPurgeTimeout); },
+      [](Runtime& runtime) { return runtime.GetHitStore().IsStored(); }};
+  bool isDone = true;
+  for (const Step step : kSteps) {
+    try {
+      isDone = step(*this) && isDone;
+    } catch (const std::exception& error) {
+      LogError("Config - Unable to forget the user (%s)", error.what());
+      isDone = false;
+    }
+  }
+  return isDone;
 }
 
 void Runtime::SyncHits() {

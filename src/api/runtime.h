@@ -140,6 +140,11 @@ class Runtime {
   std::u16string Dpuuid() const;
   ContentIds::Values LoadedContentIds() const;
 
+  /// Forgets the user: removes what is recorded, in memory and on disk, all identifiers, the
+  /// profile, cookies and settings, but not the privacy status. Whether all of it is gone. To be
+  /// called on the shared queue.
+  bool Purge();
+
   /// Makes the hits tracked so far proof against a loss of power.
   void SyncHits();
 

@@ -59,6 +59,11 @@ void Skaipra::SetDpidAndDpuuid(std::u16string dpid, std::u16string dpuuid) {
   partner_ = {std::move(dpid), std::move(dpuuid)};
 }
 
+void Skaipra::ForgetPartner() {
+  const std::lock_guard lock(mutex_);
+  partner_ = {};
+}
+
 std::optional<StringMap> Skaipra::SignalWithData(const StringMap& traits) {
   if (!IsConfigured(config_)) return std::nullopt;
   if (policy_.Permission() != SendPermission::Send) {
@@ -102,13 +107,15 @@ StringMap Skaipra::Send(const std::string& url) {
     throw PlatformError(kHttpBadUrl, "the configured server is no host name");
   }
   LogDebug("Skaipra - request (%s)", url);
+  const std::uint64_t generation = profile_.Generation();
   RequestHandler request(transport_, url, kTimeout);
   RequestTask<std::string> task = request.GetStringAsync();
   const std::string body = task.Get();
-  return HandleResponse(body, task.PeerIsPublic());
+  return HandleResponse(body, task.PeerIsPublic(), generation);
 }
 
-StringMap Skaipra::HandleResponse(const std::string& body, bool serverIsPublic) {
+StringMap Skaipra::HandleResponse(const std::string& body, bool serverIsPublic,
+                                  std::uint64_t generation) {
   if (body.empty()) {
     LogWarning("Skaipra - response was empty");
     return {};
@@ -117,13 +124,13 @@ StringMap Skaipra::HandleResponse(const std::string& body, bool serverIsPublic) 
   if (!response) return {};
   destinations_.Forward(response->destinations, serverIsPublic);
   if (!response->error.empty()) throw PlatformError(response->error);
-  if (!response->userId.empty()) profile_.StoreUserId(response->userId);
+  if (!response->userId.empty()) profile_.StoreUserId(response->userId, generation);
   if (response->segments.Empty()) {
     LogWarning("Skaipra - response was empty");
     return {};
   }
   LogDebug("Skaipra - response {%s\n}", FormatDictionaryForLog(response->segments));
-  profile_.StoreProfile(response->segments);
+  profile_.StoreProfile(response->segments, generation);
   return std::move(response->segments);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -28,6 +29,9 @@ class Skaipra {
   /// there. In memory only. Refused with a warning when Skaipra is not configured.
   void SetDpidAndDpuuid(std::u16string dpid, std::u16string dpuuid);
 
+  /// Forgets what the provider calls the user.
+  void ForgetPartner();
+
   /// Sends `traits` and waits for the answer, 2 seconds at most, so call it on a worker. Returns
   /// the profile that the answer held, which is stored then; an empty one when there was none, with
   /// a line in the log that says why; nothing when Skaipra is not configured.
@@ -42,7 +46,7 @@ class Skaipra {
   Partner GetPartner() const;
   std::string BuildUrl(const StringMap& traits);
   StringMap Send(const std::string& url);
-  StringMap HandleResponse(const std::string& body, bool serverIsPublic);
+  StringMap HandleResponse(const std::string& body, bool serverIsPublic, std::uint64_t generation);
 
   const Configuration& config_;
   const SendPolicy& policy_;

@@ -36,8 +36,26 @@ std::optional<StringMap> VisitorProfile::LoadedProfile() {
   return profile_;
 }
 
-void VisitorProfile::StoreProfile(const StringMap& profile) {
+std::uint64_t VisitorProfile::Generation() {
+  const std::lock_guard lock(settingsMutex_);
+  return generation_;
+}
+
+void VisitorProfile::Forget() {
   const std::lock_guard settingsLock(settingsMutex_);
+  ++generation_;
+  userId_.clear();
+  {
+    const std::lock_guard lock(profileMutex_);
+    profile_ = StringMap();
+  }
+  settings_.Remove(kUserIdKey);
+  settings_.Remove(kProfileKey);
+}
+
+void VisitorProfile::StoreProfile(const StringMap& profile, std::uint64_t generation) {
+  const std::lock_guard settingsLock(settingsMutex_);
+  if (generation != generation_) return;
   settings_.Write(kProfileKey, ProfileText(profile));
   const std::lock_guard lock(profileMutex_);
   profile_ = profile;
@@ -49,8 +67,9 @@ std::u16string VisitorProfile::GetUserId() {
   return userId_;
 }
 
-void VisitorProfile::StoreUserId(const std::u16string& userId) {
+void VisitorProfile::StoreUserId(const std::u16string& userId, std::uint64_t generation) {
   const std::lock_guard lock(settingsMutex_);
+  if (generation != generation_) return;
   LoadUserId();
   if (userId == userId_) return;
   settings_.Write(kUserIdKey, userId);

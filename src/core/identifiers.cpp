@@ -64,6 +64,12 @@ std::u16string Identifiers::GetAnalyticsId() {
   return *analyticsId_;
 }
 
+void Identifiers::Forget() {
+  const std::lock_guard lock(mutex_);
+  analyticsId_.reset();
+  settings_.Remove(kAnalyticsIdKey);
+}
+
 std::u16string Identifiers::RetrieveAnalyticsIdFromServer() {
   const std::optional<std::string> url = serverUrl_();
   if (!url) return {};

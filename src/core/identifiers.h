@@ -26,6 +26,10 @@ class Identifiers {
   /// stores it. Throws `PlatformError` when the settings fail.
   std::u16string GetAnalyticsId();
 
+  /// Forgets the identifier; the next call gets a new one. Throws `PlatformError` when the settings
+  /// fail.
+  void Forget();
+
   /// The identifier that the server assigns; empty when it must not be asked or assigns none.
   std::u16string RetrieveAnalyticsIdFromServer();
 

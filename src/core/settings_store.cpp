@@ -53,6 +53,15 @@ void SettingsStore::Write(std::u16string_view key, SettingValue value) {
   settings_.Insert(key, std::move(value));
 }
 
+void SettingsStore::ClearExcept(std::u16string_view kept) {
+  {
+    const std::lock_guard lock(mutex_);
+    visitorId_ = u"";
+    lifetimeValue_ = 0.0F;
+  }
+  settings_.ClearExcept(kept);
+}
+
 std::u16string SettingsStore::GetStoredVisitorId() {
   if (std::optional<std::u16string> loaded = LoadedVisitorId()) return *std::move(loaded);
   std::u16string stored = ReadString(kVisitorIdKey);

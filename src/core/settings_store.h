@@ -33,6 +33,10 @@ class SettingsStore {
   void Write(std::u16string_view key, SettingValue value);
   void Remove(std::u16string_view key) { settings_.Remove(key); }
 
+  /// Forgets everything but the value under `kept`. Throws `PlatformError` when it may still be
+  /// stored.
+  void ClearExcept(std::u16string_view kept);
+
   /// The custom visitor identifier that the host set last; empty when it never set one. Read from
   /// the settings once.
   std::u16string GetStoredVisitorId();

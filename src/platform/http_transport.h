@@ -108,6 +108,10 @@ class HttpTransport {
   /// the one that a host set for itself alone.
   virtual std::string GetCookie(const std::string& url, const std::string& name) = 0;
 
+  /// Removes every cookie. What answers to requests of before still bring goes with them. Whether
+  /// within `timeout` none is stored any more.
+  virtual bool ForgetCookies(std::chrono::milliseconds timeout) = 0;
+
   /// Whether within `timeout` all cookies that are to outlive the process have been saved, as far
   /// as that is possible.
   virtual bool WaitUntilSaved(std::chrono::milliseconds timeout) = 0;

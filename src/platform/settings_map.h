@@ -32,6 +32,10 @@ class SettingsMap {
 
   /// Removes `key`; a key that is not there is no error.
   virtual void Remove(std::u16string_view key) = 0;
+
+  /// Removes every key but `kept`, and what the store still holds of them and of earlier values.
+  /// Throws `PlatformError` when the store cannot be reached: the keys are gone from memory then.
+  virtual void ClearExcept(std::u16string_view kept) = 0;
 };
 
 }  // namespace Veltro::Internal

@@ -15,6 +15,11 @@ void PersistentParameters::RemovePersistentParameter(std::u16string_view key) {
   parameters_.Remove(key);
 }
 
+void PersistentParameters::Clear() {
+  const std::lock_guard lock(mutex_);
+  parameters_ = {};
+}
+
 StringMap PersistentParameters::Get() const {
   const std::lock_guard lock(mutex_);
   return parameters_;

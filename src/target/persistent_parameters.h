@@ -18,6 +18,8 @@ class PersistentParameters {
   /// Removes `key`; one that is empty or not there is no error.
   void RemovePersistentParameter(std::u16string_view key);
 
+  void Clear();
+
   /// A copy of all parameters.
   StringMap Get() const;
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -95,6 +96,26 @@ TEST_F(HttpTransportCurlTest, ConnectionSharesTheCookiesAndFollowsRedirects) {
   EXPECT_NE(server.Heads().back().find("known=yes"), std::string::npos);
 }
 
+TEST_F(HttpTransportCurlTest, ForgetsCookiesAndThoseThatAnswersUnderWayBring) {
+  std::atomic<int> forgot = 0;
+  RawServer server([&](const std::string& head) {
+    if (PathOf(head) == "/late") forgot += transport.ForgetCookies(kLong);
+    return Reply{RawServer::Answer("200 OK", "", "Set-Cookie: brought=1; Max-Age=600\r\n")};
+  });
+  const HttpRequest late{server.Url("/late"), {}, kLong};
+  for (const bool overConnection : {false, true}) {
+    SCOPED_TRACE(overConnection);
+    Get(server);
+    EXPECT_EQ(transport.GetCookie(server.Url(), "brought"), "1");
+    const HttpResult result = overConnection ? connection->Get(late) : Fetch(transport, late);
+    EXPECT_EQ(result.status, 200);
+    EXPECT_EQ(transport.GetCookie(server.Url(), "brought"), "");
+    EXPECT_TRUE(transport.WaitUntilSaved(kLong));
+    EXPECT_EQ(disk->Contents("cookies.txt"), std::nullopt);
+  }
+  EXPECT_EQ(forgot, 2);
+}
+
 TEST_F(HttpTransportCurlTest, FollowsRedirectsToTheLimitAndNoFurther) {
   for (const int redirects : {1, 10, 11}) {
     RawServer server([&](const std::string& head) {
@@ -175,7 +196,8 @@ TEST_F(HttpTransportCurlTest, TakesNoServerBehindAProxyForNearBy) {
 TEST_F(HttpTransportCurlTest, PublicHostsOnlyHoldsAfterARedirectToo) {
   RawServer server(
       [](const std::string&) { return Reply{RawServer::Redirect("302 Moved", "/again")}; });
-  HttpTransferCurl transfer("");
+  CookieJarCurl cookies(std::make_unique<FakeLocalFolder>(disk), nullptr);
+  HttpTransferCurl transfer("", cookies);
   const auto deadline = std::chrono::steady_clock::now() + kLong;
   ASSERT_EQ(transfer.Start({server.Url(), {}, kLong, true}, deadline),
             HttpTransferCurl::Next::AnotherLeg);

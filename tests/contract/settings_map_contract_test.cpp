@@ -75,5 +75,16 @@ TYPED_TEST(SettingsMapContract, RemovedKeysStayRemoved) {
   EXPECT_EQ(this->map->Lookup(u"key"), std::nullopt);
 }
 
+TYPED_TEST(SettingsMapContract, ClearedKeysStayClearedAndOneIsKept) {
+  for (const char16_t* key : {u"a", u"kept", u"z"}) this->map->Insert(key, 1);
+  this->Restart();
+  this->map->ClearExcept(u"kept");
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_FALSE(this->map->HasKey(u"a") || this->map->HasKey(u"z")) << run;
+    EXPECT_TRUE(this->map->HasKey(u"kept")) << run;
+    this->Restart();
+  }
+}
+
 }  // namespace
 }  // namespace Veltro::Internal::Testing

@@ -43,6 +43,11 @@ class FakeHttpTransport : public HttpTransport {
                  const std::string& value) override;
   void ClearCookie(const std::string& url, const std::string& name) override;
   std::string GetCookie(const std::string& url, const std::string& name) override;
+  bool ForgetCookies(std::chrono::milliseconds) override {
+    std::lock_guard lock(mutex_);
+    cookies_.clear();
+    return true;
+  }
   bool WaitUntilSaved(std::chrono::milliseconds) override { return true; }
 
   // The script, one line for each request to come.

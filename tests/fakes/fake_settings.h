@@ -48,6 +48,12 @@ class FakeSettings : public SettingsMap {
     }
   }
 
+  void ClearExcept(std::u16string_view kept) override {
+    std::lock_guard lock(store_->mutex);
+    FailWhenAsked();
+    std::erase_if(store_->values, [kept](const auto& entry) { return entry.first != kept; });
+  }
+
   /// How many values were written so far.
   int Writes() {
     std::lock_guard lock(store_->mutex);

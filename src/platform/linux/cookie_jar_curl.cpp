@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <numeric>
 #include <system_error>
 #include <utility>
 
@@ -95,6 +94,28 @@ std::string CookieJarCurl::Get(const std::string& url, const std::string& name) 
   const std::vector<CookieLine> cookies = CookiesFor(url, name);
   const auto first = std::min_element(cookies.begin(), cookies.end(), IsMoreSpecific);
   return first == cookies.end() ? "" : first->value;
+}
+
+bool CookieJarCurl::ForgetAll(std::chrono::milliseconds timeout) {
+  RequireStore();
+  ++generation_;
+  ClearMemory();
+  SaveSoon();
+  try {
+    return WaitUntilSaved(timeout) && !folder_->Read(kFileName);
+  } catch (const PlatformError&) {
+    return false;
+  }
+}
+
+void CookieJarCurl::Keep(std::uint32_t generation) {
+  if (generation != generation_) ClearMemory();
+  SaveSoon();
+}
+
+void CookieJarCurl::ClearMemory() {
+  const std::lock_guard lock(mutex_);
+  curl_easy_setopt(easy_.get(), CURLOPT_COOKIELIST, "ALL");
 }
 
 void CookieJarCurl::SaveSoon() {
@@ -211,16 +232,13 @@ std::vector<CookieLine> CookieJarCurl::CookiesFor(const std::string& url, const 
 
 /// Ends the cookies that are too many, those first that would end soonest.
 void CookieJarCurl::Trim(std::vector<CookieLine>& cookies) {
-  if (cookies.size() <= kMaxCookies) return;
-  std::vector<std::size_t> order(cookies.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
-    return cookies[left].expires < cookies[right].expires;
-  });
-  order.resize(cookies.size() - kMaxCookies);
-  for (const std::size_t excess : order) {
-    cookies[excess].expires = kLongAgo;
-    Put(cookies[excess]);
+  while (cookies.size() > kMaxCookies) {
+    const auto first = std::min_element(
+        cookies.begin(), cookies.end(),
+        [](const CookieLine& a, const CookieLine& b) { return a.expires < b.expires; });
+    first->expires = kLongAgo;
+    Put(*first);
+    cookies.erase(first);
   }
 }
 
@@ -255,20 +273,26 @@ void CookieJarCurl::RunSaver() {
   }
 }
 
-/// A file that could not be read is not overwritten before it has been.
+/// A file that could not be read is not overwritten before it has been, unless all of it is to go.
 void CookieJarCurl::Save() {
-  const std::optional<std::string> problem = isLoaded_ ? std::nullopt : Load();
+  const bool mayWrite = isLoaded_ || generation_ != 0;
+  const std::optional<std::string> problem = mayWrite ? std::nullopt : Load();
   if (problem) return Report(*problem);
   std::string text = Text();
   if (text == savedText_) return;
   try {
-    const auto file = folder_->Replace(kFileName);
-    file->Append(text);
-    file->Commit();
+    Write(text);
     savedText_ = std::move(text);
   } catch (const PlatformError& error) {
     Report(error.what());
   }
+}
+
+void CookieJarCurl::Write(const std::string& text) {
+  if (text == kFileHead) return folder_->Remove(kFileName);
+  const auto file = folder_->Replace(kFileName);
+  file->Append(text);
+  file->Commit();
 }
 
 void CookieJarCurl::Report(const std::string& problem) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -49,8 +50,14 @@ class CookieJarCurl {
   void Clear(const std::string& url, const std::string& name);
   std::string Get(const std::string& url, const std::string& name);
 
-  /// Has the cookies saved soon. Call after an answer that set some.
-  void SaveSoon();
+  bool ForgetAll(std::chrono::milliseconds timeout);
+
+  /// How often `ForgetAll` was called.
+  std::uint32_t Generation() const { return generation_; }
+
+  /// Has the cookies that an answer brought saved soon. When all were cleared since the request
+  /// began, at `generation`, these are, too, with all others.
+  void Keep(std::uint32_t generation);
 
   /// Has unsaved cookies saved at once. Whether that is done, or has been tried, within `timeout`.
   bool WaitUntilSaved(std::chrono::milliseconds timeout);
@@ -75,8 +82,11 @@ class CookieJarCurl {
   std::vector<CookieLine> CookiesFor(const std::string& url, const std::string& name);
   void Trim(std::vector<CookieLine>& cookies);
   std::string Text();
+  void ClearMemory();
+  void SaveSoon();
   void RunSaver();
   void Save();
+  void Write(const std::string& text);
   void Report(const std::string& problem);
 
   const std::unique_ptr<LocalFolder> folder_;
@@ -97,6 +107,7 @@ class CookieJarCurl {
   std::condition_variable saved_;
   std::thread saver_;
 
+  std::atomic<std::uint32_t> generation_ = 0;
   bool isLoaded_ = false;  // the file has been read; of who saves, as is
   std::string savedText_;  // what it holds
 };

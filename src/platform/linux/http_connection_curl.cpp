@@ -36,7 +36,7 @@ void HttpConnectionCurl::Stop() {
 
 void HttpConnectionCurl::RequireTransfer() {
   if (transfer_) return;
-  auto transfer = std::make_unique<HttpTransferCurl>(caFile_, cookies_.Share());
+  auto transfer = std::make_unique<HttpTransferCurl>(caFile_, cookies_);
   CurlMulti multi = MakeCurlMulti();
   const std::lock_guard lock(mutex_);
   multi_ = std::move(multi);
@@ -54,7 +54,7 @@ std::optional<CURLcode> HttpConnectionCurl::RunLeg() {
     if (!end) WaitForCurlMulti(multi_.get());
   }
   curl_multi_remove_handle(multi_.get(), transfer_->Easy());
-  if (transfer_->TakeCookieNotice()) cookies_.SaveSoon();
+  transfer_->KeepCookies();
   return end;
 }
 

@@ -68,8 +68,10 @@ bool CanBeParsed(const std::string& url) {
 
 }  // namespace
 
-HttpTransferCurl::HttpTransferCurl(const std::string& caFile, CURLSH* share)
-    : easy_(curl_easy_init()) {
+HttpTransferCurl::HttpTransferCurl(const std::string& caFile, CookieJarCurl& cookies)
+    : cookies_(cookies) {
+  CURLSH* const share = cookies.Share();  // starts libcurl
+  easy_.reset(curl_easy_init());
   if (!easy_) throw PlatformError(kHttpUnknownError, "libcurl cannot start");
   curl_easy_setopt(easy_.get(), CURLOPT_SHARE, share);
   curl_easy_setopt(easy_.get(), CURLOPT_COOKIEFILE, "");  // names no file, but makes cookies count
@@ -103,6 +105,7 @@ HttpTransferCurl::Next HttpTransferCurl::Start(const HttpRequest& request, TimeP
   deadline_ = deadline;
   publicHostsOnly_ = request.publicHostsOnly;
   redirects_ = 0;
+  cookieGeneration_ = cookies_.Generation();
   result_ = {};
   if (TimeLeft() <= milliseconds(0)) return Next::Ended;
   if (!IsWebUrl(request.url)) return Failed(kHttpBadUrl, "The URL is not an http or https one");

@@ -5,6 +5,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "platform/http_transport.h"
+#include "platform/linux/cookie_jar_curl.h"
 #include "platform/platform_error.h"
 
 namespace Veltro::Internal {
@@ -31,10 +33,10 @@ class HttpTransferCurl {
     AnotherLeg,  ///< add the handle for it
   };
 
-  /// `caFile` replaces the system's certificate authorities where not empty. `share`, where there
-  /// is one, is what the handle has in common with others; it must outlive the transfer. Throws
-  /// `PlatformError` when libcurl has no handle to give.
-  explicit HttpTransferCurl(const std::string& caFile, CURLSH* share = nullptr);
+  /// `caFile` replaces the system's certificate authorities where not empty. `cookies` are those of
+  /// all transfers, and must outlive them. Throws `PlatformError` when libcurl has no handle to
+  /// give.
+  HttpTransferCurl(const std::string& caFile, CookieJarCurl& cookies);
   HttpTransferCurl(const HttpTransferCurl&) = delete;
   HttpTransferCurl& operator=(const HttpTransferCurl&) = delete;
 
@@ -49,8 +51,10 @@ class HttpTransferCurl {
 
   HttpResult TakeResult() { return std::move(result_); }
 
-  /// Whether a server has set cookies since the last call.
-  bool TakeCookieNotice() { return std::exchange(broughtCookies_, false); }
+  /// To be called when a leg has ended, whether done or not: has the cookies kept that it brought.
+  void KeepCookies() {
+    if (std::exchange(broughtCookies_, false)) cookies_.Keep(cookieGeneration_);
+  }
 
  private:
   struct EasyCleanup {
@@ -74,12 +78,14 @@ class HttpTransferCurl {
   Next Answered();
   Next Failed(std::uint32_t error, std::string message);
 
+  CookieJarCurl& cookies_;
   std::unique_ptr<CURL, EasyCleanup> easy_;
   HeaderList headers_;
   HttpResult result_;
   TimePoint deadline_;
   bool publicHostsOnly_ = false;
   bool firstPeerIsPublic_ = true;
+  std::uint32_t cookieGeneration_ = 0;
   bool broughtCookies_ = false;
   int redirects_ = 0;
   std::size_t headerBytes_ = 0;

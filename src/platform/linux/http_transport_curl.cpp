@@ -179,7 +179,7 @@ void HttpTransportCurl::FinishLeg(CURL* easy, CURLcode code) {
 /// Ends a leg: its handle leaves the multi handle.
 void HttpTransportCurl::TakeOff(HttpTransferCurl& transfer) {
   curl_multi_remove_handle(multi_.get(), transfer.Easy());
-  if (transfer.TakeCookieNotice()) cookies_.SaveSoon();
+  transfer.KeepCookies();
 }
 
 void HttpTransportCurl::End(Running running) {
@@ -190,7 +190,7 @@ void HttpTransportCurl::End(Running running) {
 
 std::unique_ptr<HttpTransferCurl> HttpTransportCurl::NewTransfer() {
   RequireMulti();
-  if (idle_.empty()) return std::make_unique<HttpTransferCurl>(caFile_, cookies_.Share());
+  if (idle_.empty()) return std::make_unique<HttpTransferCurl>(caFile_, cookies_);
   std::unique_ptr<HttpTransferCurl> transfer = std::move(idle_.back());
   idle_.pop_back();
   return transfer;

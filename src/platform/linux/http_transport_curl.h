@@ -42,6 +42,9 @@ class HttpTransportCurl : public HttpTransport {
                  const std::string& value) override;
   void ClearCookie(const std::string& url, const std::string& name) override;
   std::string GetCookie(const std::string& url, const std::string& name) override;
+  bool ForgetCookies(std::chrono::milliseconds timeout) override {
+    return cookies_.ForgetAll(timeout);
+  }
   bool WaitUntilSaved(std::chrono::milliseconds timeout) override {
     return cookies_.WaitUntilSaved(timeout);
   }

@@ -152,12 +152,26 @@ void SettingsDatabase::Store(const std::vector<Change>& changes) {
   }
 }
 
+void SettingsDatabase::ClearExcept(std::u16string_view kept) {
+  Execute("PRAGMA secure_delete=ON");
+  const Statement clear = Prepare("DELETE FROM settings WHERE key <> ?1");
+  BindText(clear.get(), 1, kept);
+  RunOnce(clear.get());
+  Execute("PRAGMA wal_checkpoint(TRUNCATE)");  // which holds the values as they came
+}
+
 void SettingsDatabase::SetAside(DataFolder& folder) {
   const FileDescriptor descriptor = folder.Create();
   if (renameat(descriptor.Get(), kFile, descriptor.Get(), kDamagedFile) != 0) {
     ThrowSystemError("rename", kFile);
   }
   for (const char* companion : kCompanions) unlinkat(descriptor.Get(), companion, 0);
+}
+
+void SettingsDatabase::RemoveSetAside(DataFolder& folder) {
+  const FileDescriptor descriptor = folder.Open();
+  if (!descriptor || unlinkat(descriptor.Get(), kDamagedFile, 0) == 0 || errno == ENOENT) return;
+  ThrowSystemError("unlink", kDamagedFile);
 }
 
 void SettingsDatabase::Check(int code) {

@@ -49,9 +49,15 @@ class SettingsDatabase {
   /// Stores all changes or none.
   void Store(const std::vector<Change>& changes);
 
+  /// Removes every key but `kept`, and overwrites what they held.
+  void ClearExcept(std::u16string_view kept);
+
   /// Renames a damaged database, which must not be open, to settings.db.damaged, so that the next
   /// one opened is new.
   static void SetAside(DataFolder& folder);
+
+  /// Removes what was set aside.
+  static void RemoveSetAside(DataFolder& folder);
 
  private:
   struct CloseDatabase {

@@ -44,6 +44,26 @@ void SettingsSqlite::Remove(std::u16string_view key) {
   StoreChanges();
 }
 
+void SettingsSqlite::ClearExcept(std::u16string_view kept) {
+  EnsureLoaded();
+  bool isCleared = false;
+  Problems problems;
+  {
+    std::lock_guard lock(storeMutex_);
+    ForgetExcept(kept);
+    problems = Attempt([&] {
+      RequireDatabase();
+      ForgetExcept(kept);  // what it has just loaded
+      database_->ClearExcept(kept);
+      StoreUnsaved();
+      isCleared = true;
+    });
+    SettingsDatabase::RemoveSetAside(*folder_);
+  }
+  Report(problems);
+  if (!isCleared) throw PlatformError("the settings cannot be cleared");
+}
+
 void SettingsSqlite::EnsureLoaded() {
   if (isLoaded_.load(std::memory_order_acquire)) return;
   Problems problems;
@@ -54,6 +74,19 @@ void SettingsSqlite::EnsureLoaded() {
     isLoaded_.store(true, std::memory_order_release);
   }
   Report(problems);
+}
+
+/// Drops all values but one from memory, and has them removed with the next change at the latest.
+void SettingsSqlite::ForgetExcept(std::u16string_view kept) {
+  std::lock_guard lock(memoryMutex_);
+  for (auto value = values_.begin(); value != values_.end();) {
+    if (value->first == kept) {
+      ++value;
+    } else {
+      unsaved_.insert(value->first);
+      value = values_.erase(value);
+    }
+  }
 }
 
 void SettingsSqlite::StoreChanges() {

@@ -32,11 +32,13 @@ class SettingsSqlite : public SettingsMap {
   std::optional<SettingValue> Lookup(std::u16string_view key) override;
   void Insert(std::u16string_view key, SettingValue value) override;
   void Remove(std::u16string_view key) override;
+  void ClearExcept(std::u16string_view kept) override;
 
  private:
   using Problems = std::vector<std::string>;
 
   void EnsureLoaded();
+  void ForgetExcept(std::u16string_view kept);
   void StoreChanges();
   Problems Attempt(const std::function<void()>& operation);
   static bool TryOnce(const std::function<void()>& operation, bool isLast);
