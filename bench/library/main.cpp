@@ -12,6 +12,7 @@
 
 #include "sandbox.h"
 #include "scenario.h"
+#include "support/progress.h"
 
 namespace Veltro::Bench {
 namespace {
@@ -69,14 +70,22 @@ std::vector<Figure> RunApart(const std::string& scenario, const Options& options
 /// grows slower for a while does so for all of them.
 std::vector<Figure> RunSection(const std::vector<Scenario>& section, const Options& options,
                                const std::filesystem::path& templates) {
-  std::vector<Figure> figures;
+  const auto isDue = [&](const Scenario& scenario, int run) {
+    const int runs = options.quick ? (scenario.runs + 4) / 5 : scenario.runs;
+    return run < runs && scenario.name.find(options.only) != std::string::npos;
+  };
+  std::vector<const Scenario*> turns;
   for (int run = 0; run < kMostRuns; ++run) {
     for (const Scenario& scenario : section) {
-      const int runs = options.quick ? (scenario.runs + 4) / 5 : scenario.runs;
-      if (run >= runs || scenario.name.find(options.only) == std::string::npos) continue;
-      const std::vector<Figure> more = RunApart(scenario.name, options, templates);
-      figures.insert(figures.end(), more.begin(), more.end());
+      if (isDue(scenario, run)) turns.push_back(&scenario);
     }
+  }
+  Internal::Testing::Progress progress("runs of this section", turns.size());
+  std::vector<Figure> figures;
+  for (const Scenario* scenario : turns) {
+    const std::vector<Figure> more = RunApart(scenario->name, options, templates);
+    figures.insert(figures.end(), more.begin(), more.end());
+    progress.Step();
   }
   return Medians(figures);
 }

@@ -17,6 +17,7 @@
 #include "api/runtime.h"
 #include "collector/collector.h"
 #include "support/child_process.h"
+#include "support/progress.h"
 #include "support/temporary_folder.h"
 #include "veltro/veltro.h"
 
@@ -153,10 +154,12 @@ TEST_P(KilledProcess, LosesNothingThatWasAccepted) {
   Configure(GetParam());
   std::vector<int> accepted;
   const int kills = Size("VELTRO_KILLS", 300);
+  Progress progress("kills", static_cast<std::size_t>(kills));
   for (int i = 0; i < kills; ++i) {
     const int first = accepted.empty() ? 1 : accepted.back() + 2;  // one more may be stored
     RunAndKill([&](const auto& report) { Track(first, 1000, report); },
                static_cast<int>(random_() % 12), random_() % 1'500'000, accepted);
+    progress.Step();
   }
   Drain();
   EXPECT_GT(accepted.size(), kills * 3U);
@@ -190,7 +193,9 @@ TEST_F(ProcessesTest, KillsFindAHitThatIsReportedBeforeItIsStored) {
 TEST_F(ProcessesTest, TwoProcessesShareAFolder) {
   constexpr int kHits = 400;
   Configure(0);
-  for (int round = 0; round < Size("VELTRO_ROUNDS", 10); ++round) {
+  const int rounds = Size("VELTRO_ROUNDS", 10);
+  Progress progress("rounds of two processes", static_cast<std::size_t>(rounds));
+  for (int round = 0; round < rounds; ++round) {
     SCOPED_TRACE(round);
     const int base = round * 2'000'000;
     const auto body = [&](int first, int count) {
@@ -214,6 +219,7 @@ TEST_F(ProcessesTest, TwoProcessesShareAFolder) {
     std::vector<int> received = Received();
     std::erase_if(received, [&](int page) { return page < base; });
     EXPECT_EQ(Judge(accepted, received, 1), "");
+    progress.Step();
   }
 }
 

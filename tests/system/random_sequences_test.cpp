@@ -6,6 +6,7 @@
 
 #include "base/number_text.h"
 #include "support/fake_application.h"
+#include "support/progress.h"
 #include "support/queue_model.h"
 #include "veltro/veltro.h"
 
@@ -244,7 +245,9 @@ TEST_P(RandomSequences, LeadWhereTheModelStands) {
   constexpr auto kCases = static_cast<unsigned>(std::size(kSettings));
   const unsigned share = FromEnvironment("VELTRO_SEQUENCES").value_or(500) / kCases;
   const std::optional<unsigned> only = FromEnvironment("VELTRO_SEED");
+  Testing::Progress progress(std::string("sequences, ") + GetParam().name, share);
   for (unsigned seed = only.value_or(1); seed <= only.value_or(share); ++seed) {
+    progress.Step();
     const Steps steps = Testing::RandomSteps(seed);
     const std::string difference = Difference(GetParam(), steps);
     if (difference.empty()) continue;
