@@ -20,6 +20,7 @@ namespace Veltro {
 template <class T>
 class AsyncOperation {
  public:
+  /// What is called with the result.
   using Handler = std::function<void(const T&)>;
 
   /// Where the library puts the result.
@@ -46,6 +47,8 @@ class AsyncOperation {
     std::vector<Handler> handlers_;
   };
 
+  /// The operation whose result comes through `state`, which must not be null. The library makes
+  /// operations; an application needs this for fakes of its own only.
   explicit AsyncOperation(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
   /// Waits for the result. Do not call it from a completion handler of another operation: handlers

@@ -23,8 +23,10 @@ class VELTRO_EXPORT AudienceManager {
   /// The profile that the last signal brought, in this run or an earlier one; empty when none did.
   static Profile GetVisitorProfile();
 
-  /// The identifiers last applied by `SetDpidAndDpuuid`; empty at start.
+  /// The identifier of the user that `SetDpidAndDpuuid` last applied; empty at start.
   static std::string GetDpuuid();
+
+  /// The identifier of the data provider that `SetDpidAndDpuuid` last applied; empty at start.
   static std::string GetDpid();
 
   /// Names the user as a data provider of the application's knows them, for the signals to come:

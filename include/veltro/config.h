@@ -27,6 +27,8 @@ class VELTRO_EXPORT Config {
 
   /// Whether debug and warning lines are logged; false at start. Error lines always are.
   static bool DebugLogging();
+
+  /// Turns the logging of debug and warning lines on or off, for this run.
   static void DebugLogging(bool enabled);
 
   /// The application starts, or comes back to the foreground. Back within the "lifecycleTimeout" of

@@ -16,6 +16,7 @@ namespace Veltro {
 /// call to the library, no call of the library does anything, until the child is another program.
 class VELTRO_EXPORT Host {
  public:
+  /// What `Configure` takes. What is left empty has its default.
   struct Options {
     /// Where "VeltroConfig.json" and "AppxManifest.xml" lie. Default: the environment variable
     /// VELTRO_PACKAGE_DIR, else the folder of the executable.
@@ -26,11 +27,11 @@ class VELTRO_EXPORT Host {
     /// one folder.
     std::filesystem::path dataFolder;
 
-    /// The application's title and version ("1.2.3.4"), in place of the manifest's.
-    std::string applicationTitle, applicationVersion;
+    std::string applicationTitle;    ///< in place of the manifest's
+    std::string applicationVersion;  ///< "1.2.3.4", in place of the manifest's
 
-    /// The device, in place of what the system reports.
-    std::string deviceManufacturer, deviceModel;
+    std::string deviceManufacturer;  ///< in place of what the system reports
+    std::string deviceModel;         ///< in place of what the system reports
 
     /// What follows the client code in the name of the content server. Default: the environment
     /// variable VELTRO_TARGET_EDGE_DOMAIN, else the built-in suffix.
@@ -52,6 +53,7 @@ class VELTRO_EXPORT Host {
     std::function<void(std::string_view line)> logSink;
   };
 
+  /// How a flush ended.
   enum class FlushResult {
     Done,        ///< everything is sent
     TimedOut,    ///< the deadline passed first

@@ -17,13 +17,16 @@ struct MediaSettings {
   std::string Channel;  ///< the channel of the content, if any
 
   /// What is reported when playback reaches it, as whole numbers separated by commas: percentages
-  /// from 1 to 100, as in "25,50,75", which need a length, and offsets in seconds.
+  /// from 1 to 100, as in "25,50,75", which need a length.
   std::string Milestones;
+
+  /// The same by offsets in seconds, as in "30,60".
   std::string OffsetMilestones;
 
-  /// Whether reports name the segment, which lies between two milestones of the kind. When both
-  /// kinds could, the percentages do.
+  /// Whether reports name the segment, which lies between two of the percentages.
   bool SegmentByMilestones = false;
+
+  /// The same for the offsets. When both kinds could, the percentages do.
   bool SegmentByOffsetMilestones = false;
 
   /// The time played is reported each time that so many seconds have been played; 0 or less for

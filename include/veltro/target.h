@@ -24,16 +24,17 @@ class VELTRO_EXPORT Target {
   /// the user has not opted in. Yields "" when there is no content server in the configuration.
   static AsyncOperation<std::string> LoadRequest(const TargetLocationRequest& request);
 
-  /// The identifiers of the user's profile and session that the content server has handed out, as
-  /// far as this run has used them; else empty.
+  /// The identifier of the user's profile that the content server has handed out, once this run has
+  /// asked it for content; else empty.
   static std::string GetPcId();
+
+  /// That of the user's session.
   static std::string GetSessionId();
 
-  /// The names of the parameters that confirm an order: "orderId", "orderTotal" and
-  /// "productPurchasedId".
-  static std::string OrderId();
-  static std::string OrderTotal();
-  static std::string ProductPurchasedId();
+  /// The names of the parameters that confirm an order.
+  static std::string OrderId();             ///< "orderId"
+  static std::string OrderTotal();          ///< "orderTotal"
+  static std::string ProductPurchasedId();  ///< "productPurchasedId"
 
   /// A request of these three.
   static TargetLocationRequest CreateRequest(

@@ -15,7 +15,7 @@ namespace Veltro {
 
 /// A moment as the platform counts it: ticks of 100 ns since 1601-01-01 UTC.
 struct DateTime {
-  std::int64_t universalTime = 0;
+  std::int64_t universalTime = 0;  ///< the ticks
 };
 
 /// A boxed value: a text, a number, a boolean, or nothing at all. Made implicitly from any of them,
@@ -26,6 +26,7 @@ struct DateTime {
 /// nulls.
 class VELTRO_EXPORT Value {
  public:
+  /// Everything that may be held.
   using Held = std::variant<std::nullptr_t, std::string, std::int8_t, std::uint8_t, std::int16_t,
                             std::uint16_t, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t,
                             float, double, bool, char16_t, DateTime, Guid>;
@@ -34,15 +35,15 @@ class VELTRO_EXPORT Value {
 
   /// Holds nothing, as the values made of a null pointer do.
   Value() = default;
-  Value(std::nullptr_t) {}
-  Value(const char* text);
-  Value(std::string text) : held_(std::move(text)) {}
-  Value(std::string_view text) : held_(std::string(text)) {}
-  Value(float value) : held_(value) {}
-  Value(double value) : held_(value) {}
-  Value(char16_t unit) : held_(unit) {}
-  Value(DateTime moment) : held_(moment) {}
-  Value(Guid guid) : held_(guid) {}
+  Value(std::nullptr_t) {}                                    ///< nothing
+  Value(const char* text);                                    ///< UTF-8
+  Value(std::string text) : held_(std::move(text)) {}         ///< UTF-8
+  Value(std::string_view text) : held_(std::string(text)) {}  ///< UTF-8
+  Value(float value) : held_(value) {}                        ///< a number
+  Value(double value) : held_(value) {}                       ///< a number
+  Value(char16_t unit) : held_(unit) {}                       ///< left out by tracking
+  Value(DateTime moment) : held_(moment) {}                   ///< left out by tracking
+  Value(Guid guid) : held_(guid) {}                           ///< left out by tracking
 
   /// A boolean, and nothing that would only convert to one, such as a pointer.
   template <class Boolean, std::enable_if_t<std::is_same<Boolean, bool>::value, int> = 0>
