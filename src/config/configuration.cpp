@@ -65,12 +65,19 @@ VeltroPrivacyStatus ParsePrivacyStatus(std::string_view text) {
   return VeltroPrivacyStatus::OptIn;
 }
 
+/// What the user has decided holds whatever the file says, or is. Whether they have.
+bool TakeStoredStatus(SettingsStore& settings, Configuration& config) {
+  const std::optional<std::int32_t> stored = settings.ReadInt32(kPrivacyStatusKey);
+  if (stored) config.privacyStatus = static_cast<VeltroPrivacyStatus>(*stored);
+  return stored.has_value();
+}
+
 void ReadPrivacyStatus(const json& analytics, SettingsStore& settings, Configuration& config) {
   std::string privacyDefault;
   Read(analytics, "privacyDefault", privacyDefault);
-  const std::optional<std::int32_t> stored = settings.ReadInt32(kPrivacyStatusKey);
-  config.privacyStatus =
-      stored ? static_cast<VeltroPrivacyStatus>(*stored) : ParsePrivacyStatus(privacyDefault);
+  if (!TakeStoredStatus(settings, config)) {
+    config.privacyStatus = ParsePrivacyStatus(privacyDefault);
+  }
   if (config.privacyStatus == VeltroPrivacyStatus::Unknown && !config.offlineEnabled) {
     LogWarning(
         "Analytics - Default privacy status cannot be Unknown when offline tracking is disabled, "
@@ -81,7 +88,10 @@ void ReadPrivacyStatus(const json& analytics, SettingsStore& settings, Configura
 
 void ReadAnalytics(const json& root, SettingsStore& settings, Configuration& config) {
   const json* analytics = FindObject(root, "analytics");
-  if (analytics == nullptr) return LogDebug("Config - Analytics not configured");
+  if (analytics == nullptr) {
+    TakeStoredStatus(settings, config);
+    return LogDebug("Config - Analytics not configured");
+  }
   Read(*analytics, "rsids", config.rsids);
   Read(*analytics, "server", config.server);
   Read(*analytics, "batchLimit", config.batchLimit);
@@ -108,9 +118,13 @@ void ReadAudienceManager(const json& root, Configuration& config) {
 
 void LoadInto(Configuration& config, Package& package, SettingsStore& settings) {
   const std::optional<std::string> text = package.ReadFile("VeltroConfig.json");
-  if (!text) return LogDebug("Config - Unable to find local VeltroConfig.json file");
+  if (!text) {
+    TakeStoredStatus(settings, config);
+    return LogDebug("Config - Unable to find local VeltroConfig.json file");
+  }
   const json root = ParseJson(*text);
   if (!root.is_object()) {
+    TakeStoredStatus(settings, config);
     return LogDebug("Config - Unable to parse local config file (empty or malformed json)");
   }
   Read(root, "version", config.version);

@@ -137,6 +137,8 @@ TEST_F(ConfigurationTest, DecidesThePrivacyStatusAtStart) {
                    "offline tracking is disabled, overriding to OptIn\n"),
         row.warnings);
   }
+  settings_.Insert(u"PrivacyStatus", 2);
+  for (const char* file : {"", "{}"}) EXPECT_EQ(Load(file).privacyStatus, Status::OptOut) << file;
 }
 
 }  // namespace
