@@ -195,6 +195,7 @@ int Usage() {
 
 int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "";
+  if (command != "browse" && command != "buy") return Usage();
   Config::DebugLogging(std::getenv("SHOP_DEBUG") != nullptr);
   Host::SetWindowSize(1280, 720);
   Config::CollectLifecycleData();
@@ -204,13 +205,11 @@ int main(int argc, char** argv) {
     std::cout << Analytics::GetTrackingQueueSize() << " hits wait on disk" << std::endl;
     std::cout << visit.Tracked() << " hits tracked" << std::endl;
     std::this_thread::sleep_for(std::chrono::minutes(10));
-  } else if (command == "buy") {
+  } else {
     Buy(visit);
     Config::PauseCollectingLifecycleData();
     Host::Flush(std::chrono::seconds(10));
     std::cout << visit.Tracked() << " hits tracked" << std::endl;
-  } else {
-    return Usage();
   }
   return 0;
 }

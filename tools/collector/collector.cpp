@@ -1,8 +1,6 @@
 #include "collector/collector.h"
 
-#include <algorithm>
 #include <atomic>
-#include <charconv>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -10,12 +8,13 @@
 #include <utility>
 
 #include "collector/answer.h"
+#include "collector/api.h"
 #include "collector/audience.h"
 #include "collector/content.h"
-#include "collector/hit_json.h"
+#include "collector/hit_checks.h"
 #include "collector/http_server.h"
+#include "collector/page.h"
 #include "collector/request_log.h"
-#include "collector/request_text.h"
 #include "collector/rules.h"
 
 namespace Veltro::Collector {
@@ -23,8 +22,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::int64_t kLongestWait = 10 * 60 * 1000;
-constexpr std::int64_t kDefaultWait = 10 * 1000;
 constexpr const char* kJsonType = "application/json";
 
 std::int64_t Now() {
@@ -60,22 +57,12 @@ Fault::Server ServerOf(RequestKind kind) {
   return Fault::Server::Collection;
 }
 
-void AnswerError(const std::string& message, httplib::Response& response) {
-  response.status = 400;
-  const nlohmann::json body = {{"error", message}};
-  using ErrorHandler = nlohmann::json::error_handler_t;
-  response.set_content(body.dump(-1, ' ', false, ErrorHandler::replace), kJsonType);
-}
+bool IsTaken(std::int32_t status) { return status == 200 || status == 307; }
 
-// A number of zero or more from the query.
-std::optional<std::int64_t> Parameter(const httplib::Request& request, const char* name,
-                                      std::int64_t absent) {
-  if (!request.has_param(name)) return absent;
-  const std::string text = request.get_param_value(name);
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  const bool isNumber = error == std::errc() && end == text.data() + text.size();
-  return isNumber && number >= 0 ? std::optional(number) : std::nullopt;
+Hit HitOf(const ReceivedRequest& request) {
+  Hit hit = DecodeHit(request.rawTarget);
+  hit.receivedTime = request.receivedTime;
+  return hit;
 }
 
 }  // namespace
@@ -86,22 +73,30 @@ class Collector::Service {
       : options_(std::move(options)), rules_(ParseRules(options_.rules)) {
     AddCollectionRoutes();
     AddAudienceAndContentRoutes();
-    AddHitRoutes();
-    AddRequestRoutes();
-    AddFaultRoutes();
+    api_.AddRoutes(server_);
+    AddPageRoutes(server_);
     if (!server_.Start(options_.port)) {
       throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(options_.port) +
                                "; is the port in use?");
     }
   }
 
-  ~Service() { log_.StopWaiting(); }
+  ~Service() {
+    log_.StopWaiting();
+    changes_.Stop();
+  }
 
   std::string Host() const { return "127.0.0.1:" + std::to_string(Port()); }
   std::uint16_t Port() const { return server_.Port(); }
   RequestLog& Log() { return log_; }
   FaultQueue& Faults() { return faults_; }
   std::size_t ConnectionCount() const { return connections_; }
+
+  void Clear() {
+    const std::lock_guard lock(arrivalMutex_);
+    log_.Clear();
+    checks_.Clear();
+  }
 
   void SetRules(std::string_view json) {
     Rules rules = ParseRules(json);
@@ -139,41 +134,6 @@ class Collector::Service {
     });
   }
 
-  void AddHitRoutes() {
-    server_.Get("/api/hits", [this](const Request&, Response& response) {
-      response.set_content(HitsToJson(log_.Hits()), kJsonType);
-    });
-    server_.Delete("/api/hits", [this](const Request&, Response&) { log_.Clear(); });
-    server_.Get("/api/hits/wait", [this](const Request& request, Response& response) {
-      AnswerWait(request, response);
-    });
-    server_.Get("/api/stats", [this](const Request&, Response& response) {
-      response.set_content(Stats(), kJsonType);
-    });
-  }
-
-  void AddRequestRoutes() {
-    const auto add = [this](const char* path, RequestKind kind) {
-      server_.Get(path, [this, kind](const Request&, Response& response) {
-        response.set_content(RequestsToJson(log_.Requests(kind)), kJsonType);
-      });
-    };
-    add("/api/events", RequestKind::Event);
-    add("/api/destinations", RequestKind::Destination);
-    add("/api/contents", RequestKind::Content);
-  }
-
-  void AddFaultRoutes() {
-    server_.Post("/api/faults", [this](const Request& request, Response& response) {
-      try {
-        faults_.Push(ParseFaults(request.body));
-      } catch (const std::exception& error) {
-        AnswerError(error.what(), response);
-      }
-    });
-    server_.Delete("/api/faults", [this](const Request&, Response&) { faults_.Clear(); });
-  }
-
   Rules CurrentRules() const {
     const std::lock_guard lock(rulesMutex_);
     return rules_;
@@ -189,71 +149,61 @@ class Collector::Service {
     if (HttpServer::CurrentConnection().TakeIsFirst()) ++connections_;
   }
 
-  // Keeps the present request, then answers it with `answer` or as the next fault will have it. The
-  // request that it returns has the status that was really sent.
-  ReceivedRequest Receive(RequestKind kind, const Request& request, const Answer& answer,
-                          Response& response) {
+  // Keeps the present request, then answers it with `answer` or as the next fault will have it.
+  // Whether it was answered at all.
+  bool Receive(RequestKind kind, const Request& request, const Answer& answer, Response& response) {
     const auto fault = faults_.Take(ServerOf(kind));
-    ReceivedRequest received{Now(), HttpServer::CurrentConnection().RawTarget(),
-                             ReceivedHeaders(request), StatusUnder(fault, answer)};
-    log_.Add(kind, received);
-    Show(kind, received);
-    if (!Send(answer, fault, response)) received.status = 0;
-    return received;
+    Keep(kind, request, StatusUnder(fault, answer));
+    return Send(answer, fault, response);
   }
 
-  void Show(RequestKind kind, const ReceivedRequest& request) {
+  SharedEntry Keep(RequestKind kind, const Request& request, std::int32_t status) {
+    Entry entry{.kind = kind,
+                .request = {Now(), HttpServer::CurrentConnection().RawTarget(),
+                            ReceivedHeaders(request), status}};
+    if (kind == RequestKind::Hit) entry.hit = HitOf(entry.request);
+    const SharedEntry kept = Number(std::move(entry));
+    Show(*kept);
+    return kept;
+  }
+
+  // Hits are checked in the order of their numbers.
+  SharedEntry Number(Entry entry) {
+    const std::lock_guard lock(arrivalMutex_);
+    if (entry.hit && IsTaken(entry.request.status)) checks_.AddFindings(*entry.hit);
+    return log_.Add(std::move(entry));
+  }
+
+  void Show(const Entry& entry) {
     if (!options_.onRequest) return;
     const std::lock_guard lock(deliveryMutex_);
-    options_.onRequest(kind, request);
+    options_.onRequest(entry.kind, entry.request);
   }
 
   void AnswerHit(const Request& request, Response& response) {
     CountConnection();
-    const ReceivedRequest received = Receive(RequestKind::Hit, request, {}, response);
-    if (received.status != 200 && received.status != 307) return;
-    Hit hit = DecodeHit(received.rawTarget);
-    hit.receivedTime = received.receivedTime;
-    hit.headers = received.headers;
-    Deliver(std::move(hit));
+    const auto fault = faults_.Take(Fault::Server::Collection);
+    const SharedEntry entry = Keep(RequestKind::Hit, request, StatusUnder(fault, {}));
+    if (Send({}, fault, response) && IsTaken(entry->request.status)) Deliver(entry);
   }
 
-  void Deliver(Hit hit) {
+  void Deliver(const SharedEntry& entry) {
     const std::lock_guard lock(deliveryMutex_);
-    const Hit numbered = log_.AddHit(std::move(hit));
-    if (options_.onHit) options_.onHit(numbered);
-  }
-
-  std::string Stats() const {
-    const auto kept = [this](RequestKind kind) { return log_.Requests(kind).size(); };
-    const nlohmann::ordered_json stats = {{"hits", log_.Hits().size()},
-                                          {"attempts", kept(RequestKind::Hit)},
-                                          {"connections", connections_.load()},
-                                          {"idRequests", log_.RequestCount(RequestKind::Id)},
-                                          {"events", kept(RequestKind::Event)},
-                                          {"destinations", kept(RequestKind::Destination)},
-                                          {"contents", kept(RequestKind::Content)}};
-    return stats.dump();
-  }
-
-  void AnswerWait(const Request& request, Response& response) const {
-    const auto count = Parameter(request, "count", 1);
-    const auto timeout = Parameter(request, "timeout", kDefaultWait);
-    if (!count || !timeout) {
-      return AnswerError("\"count\" and \"timeout\" must be whole numbers", response);
-    }
-    const milliseconds wait(std::min(*timeout, kLongestWait));
-    const bool isComplete = log_.WaitForHits(static_cast<std::size_t>(*count), wait);
-    response.set_content(WaitResultToJson(log_.Hits(), isComplete), kJsonType);
+    const std::int64_t sequence = log_.AddHit(entry);
+    if (options_.onHit) options_.onHit(WholeHit(*entry, sequence));
   }
 
   const Options options_;
-  RequestLog log_;
-  FaultQueue faults_;
+  Changes changes_;
+  RequestLog log_{changes_};
+  FaultQueue faults_{changes_};
+  std::mutex arrivalMutex_;  // one request after the other gets its findings and number
+  HitChecks checks_;
   mutable std::mutex rulesMutex_;
   Rules rules_;
   std::mutex deliveryMutex_;  // one call out at a time; keeps those of `onHit` in order
   std::atomic<std::size_t> connections_ = 0;
+  Api api_{log_, faults_, changes_, connections_, [this] { Clear(); }};
   HttpServer server_;  // the last one, so that it stops first: its threads use all the others
 };
 
@@ -279,7 +229,7 @@ bool Collector::WaitForRequests(RequestKind kind, std::size_t count, millisecond
   return service_->Log().WaitForRequests(kind, count, timeout);
 }
 
-void Collector::Clear() { service_->Log().Clear(); }
+void Collector::Clear() { service_->Clear(); }
 
 void Collector::SetRules(std::string_view json) { service_->SetRules(json); }
 

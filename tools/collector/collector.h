@@ -20,7 +20,7 @@ namespace Veltro::Collector {
 /// destinations that the audience server names may lie here, too. Keeps every request, and the hits
 /// decoded; fails on demand. Listens on 127.0.0.1 only.
 ///
-/// Over HTTP it offers
+/// Over HTTP it offers, besides / and /page/NAME, a page that shows all this in a browser,
 ///   GET    /api/hits         all hits, a JSON array
 ///   DELETE /api/hits         forgets hits and requests of every kind
 ///   GET    /api/hits/wait    ?count=N&timeout=MS: the hits as soon as there are N (default 1), or
@@ -29,8 +29,18 @@ namespace Veltro::Collector {
 ///                            the requests of that kind, a JSON array
 ///   GET    /api/stats        as numbers: hits, attempts (hit requests), events, destinations and
 ///                            contents not forgotten; connections and identifier requests so far
+///   GET    /api/live         server-sent events, of which eight readers at a time learn what there
+///                            is and what comes; ?after=N or a Last-Event-ID header leaves out what
+///                            has no greater number. "entries": an array of up to 500, see
+///                            `EntryToJson`; "clear": all was forgotten; "faults": those that wait
+///   GET    /api/entries/N    the request with this number, see `WholeEntryToJson`
+///   GET    /api/faults       the faults that wait, a JSON array
 ///   POST   /api/faults       adds faults, see `ParseFaults`
 ///   DELETE /api/faults       takes back the faults not yet used up
+///
+/// Requests of all kinds are numbered together as they come in, from 1; no number is used again.
+/// None of this is for pages of other sites: a Host that is not this machine, or an Origin that is
+/// not the collector, gets status 403.
 ///
 /// Faults spoil the answers of one server, in the order of its requests. A hit counts as received
 /// when it is answered with status 200 or 307, with a delay at its end; a request of any kind

@@ -1,7 +1,7 @@
 #include "collector/fault.h"
 
 #include <algorithm>
-#include <map>
+#include <array>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -14,30 +14,31 @@ using BadFault = std::invalid_argument;
 constexpr std::int64_t kLongestDelay = 10 * 60 * 1000;
 constexpr std::int64_t kMostTimes = 1'000'000;
 
+constexpr std::array<const char*, 5> kKinds = {"status", "delay", "silence", "reset", "close"};
+constexpr std::array<const char*, 4> kServers = {"collection", "audience", "content",
+                                                 "destination"};
+
+// The value whose name in `names` is `name`.
+template <class Value, std::size_t count>
+std::optional<Value> Named(const std::array<const char*, count>& names, const Json& name) {
+  const auto found = std::find(names.begin(), names.end(), name);
+  if (found == names.end()) return std::nullopt;
+  return static_cast<Value>(found - names.begin());
+}
+
 Fault::Kind ParseKind(const Json& json) {
-  const std::map<std::string, Fault::Kind> kinds = {{"status", Fault::Kind::Status},
-                                                    {"delay", Fault::Kind::Delay},
-                                                    {"silence", Fault::Kind::Silence},
-                                                    {"reset", Fault::Kind::Reset},
-                                                    {"close", Fault::Kind::Close}};
   if (!json.contains("kind") || !json["kind"].is_string()) {
     throw BadFault("a fault needs a \"kind\"");
   }
-  const auto found = kinds.find(json["kind"].get<std::string>());
-  if (found == kinds.end()) {
-    throw BadFault("unknown kind of fault; known are status, delay, silence, reset, close");
-  }
-  return found->second;
+  const auto kind = Named<Fault::Kind>(kKinds, json["kind"]);
+  if (kind) return *kind;
+  throw BadFault("unknown kind of fault; known are status, delay, silence, reset, close");
 }
 
 Fault::Server ParseServer(const Json& json) {
-  const std::map<Json, Fault::Server> servers = {{"collection", Fault::Server::Collection},
-                                                 {"audience", Fault::Server::Audience},
-                                                 {"content", Fault::Server::Content},
-                                                 {"destination", Fault::Server::Destination}};
   if (!json.contains("server")) return Fault::Server::Collection;
-  const auto found = servers.find(json["server"]);
-  if (found != servers.end()) return found->second;
+  const auto server = Named<Fault::Server>(kServers, json["server"]);
+  if (server) return *server;
   throw BadFault("\"server\" must be one of collection, audience, content, destination");
 }
 
@@ -70,6 +71,18 @@ Fault ParseFault(const Json& json) {
   return fault;
 }
 
+nlohmann::ordered_json ToJson(const Fault& fault) {
+  nlohmann::ordered_json json;
+  json["kind"] = kKinds[static_cast<std::size_t>(fault.kind)];
+  if (fault.kind == Fault::Kind::Status) json["status"] = fault.status;
+  if (!fault.location.empty()) json["location"] = fault.location;
+  if (!fault.body.empty()) json["body"] = fault.body;
+  if (fault.kind == Fault::Kind::Delay) json["milliseconds"] = fault.delay.count();
+  json["server"] = kServers[static_cast<std::size_t>(fault.server)];
+  json["times"] = fault.times;
+  return json;
+}
+
 }  // namespace
 
 std::vector<Fault> ParseFaults(std::string_view json) {
@@ -80,14 +93,26 @@ std::vector<Fault> ParseFaults(std::string_view json) {
   return faults;
 }
 
+std::string FaultsToJson(const std::vector<Fault>& faults) {
+  auto json = nlohmann::ordered_json::array();
+  for (const auto& fault : faults) json.push_back(ToJson(fault));
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
 void FaultQueue::Push(const std::vector<Fault>& faults) {
-  const std::lock_guard lock(mutex_);
-  faults_.insert(faults_.end(), faults.begin(), faults.end());
+  {
+    const std::lock_guard lock(mutex_);
+    faults_.insert(faults_.end(), faults.begin(), faults.end());
+  }
+  changes_.Report();
 }
 
 void FaultQueue::Clear() {
-  const std::lock_guard lock(mutex_);
-  faults_.clear();
+  {
+    const std::lock_guard lock(mutex_);
+    faults_.clear();
+  }
+  changes_.Report();
 }
 
 std::optional<Fault> FaultQueue::Take(Fault::Server server) {
@@ -98,7 +123,13 @@ std::optional<Fault> FaultQueue::Take(Fault::Server server) {
   const Fault fault = *next;
   if (fault.times == 1) faults_.erase(next);
   if (fault.times > 1) --next->times;
+  if (fault.times > 0) changes_.Report();
   return fault;
+}
+
+std::vector<Fault> FaultQueue::Waiting() const {
+  const std::lock_guard lock(mutex_);
+  return {faults_.begin(), faults_.end()};
 }
 
 }  // namespace Veltro::Collector

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "collector/changes.h"
+
 namespace Veltro::Collector {
 
 /// What goes wrong with an answer.
@@ -45,9 +47,16 @@ struct Fault {
 /// above in lower case). One bad fault refuses them all: throws a std::exception that tells why.
 std::vector<Fault> ParseFaults(std::string_view json);
 
+/// The faults as `ParseFaults` reads them, on one line. Bytes that are not UTF-8 come out as
+/// U+FFFD.
+std::string FaultsToJson(const std::vector<Fault>& faults);
+
 /// Faults waiting to be used up in order, each server's for itself. Safe to use from any thread.
 class FaultQueue {
  public:
+  /// Reports to `changes` when the faults that wait are others.
+  explicit FaultQueue(Changes& changes) : changes_(changes) {}
+
   /// Adds `faults` behind those that wait.
   void Push(const std::vector<Fault>& faults);
 
@@ -56,8 +65,12 @@ class FaultQueue {
   /// The fault for the next answer of `server`, if any; it counts as used.
   std::optional<Fault> Take(Fault::Server server);
 
+  /// Those that wait, in order.
+  std::vector<Fault> Waiting() const;
+
  private:
-  std::mutex mutex_;
+  Changes& changes_;
+  mutable std::mutex mutex_;
   std::deque<Fault> faults_;
 };
 

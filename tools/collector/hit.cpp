@@ -10,6 +10,8 @@ namespace {
 constexpr std::size_t kMostKeyBytes = 16 * 1024 * 1024;
 
 constexpr std::string_view kContextData = "c.";
+constexpr const char* kNotes = "veltroNotes";
+constexpr const char* kTimeTotal = "a.action.time.total";
 constexpr std::string_view kActionPrefix = "QXACTION:";
 constexpr std::string_view kInternalActionPrefix = "VLTINTERNAL:";
 
@@ -101,6 +103,15 @@ void DecodePath(std::string_view path, Hit& hit) {
   hit.randomPart = Unescape(part(6), hit.malformed);
 }
 
+// What the library's own actions are about.
+std::string_view InternalTopic(std::string_view name) {
+  if (name == "Lifecycle") return "lifecycle";
+  if (name == "Media") return "media";
+  if (name == "Location") return "location";
+  if (name == "LifetimeValueIncrease") return "lifetime value";
+  return "internal action";
+}
+
 }  // namespace
 
 Hit DecodeHit(std::string_view rawTarget) {
@@ -110,6 +121,7 @@ Hit DecodeHit(std::string_view rawTarget) {
   DecodePath(rawTarget.substr(0, mark), hit);
   const bool hasQuery = mark != std::string_view::npos;
   QueryDecoder(hit).Decode(hasQuery ? rawTarget.substr(mark + 1) : std::string_view());
+  if (const auto notes = hit.variables.extract(kNotes)) hit.notes = notes.mapped();
   return hit;
 }
 
@@ -119,6 +131,24 @@ HitKind KindOf(const Hit& hit) {
   if (detail.starts_with(kActionPrefix)) return HitKind::Action;
   if (detail.starts_with(kInternalActionPrefix)) return HitKind::InternalAction;
   return HitKind::Other;
+}
+
+std::string_view TopicOf(const Hit& hit) {
+  switch (KindOf(hit)) {
+    case HitKind::State:
+      return "state";
+    case HitKind::Action:
+      return hit.contextData.contains(kTimeTotal) ? "timed action" : "action";
+    case HitKind::InternalAction:
+      return InternalTopic(NameOf(hit));
+    case HitKind::Other:
+      break;
+  }
+  return "other";
+}
+
+std::optional<std::int64_t> TimestampOf(const Hit& hit) {
+  return WholeNumber<std::int64_t>(ValueOf(hit.variables, "ts"));
 }
 
 std::string NameOf(const Hit& hit) {

@@ -2,11 +2,19 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Veltro::Collector {
+
+/// A developer's mistake that a hit shows.
+struct Finding {
+  std::string check;  ///< its name, as in "missing page name"
+  std::string text;   ///< a sentence that says what to do
+  bool operator==(const Finding&) const = default;
+};
 
 /// One request to the collection path, taken apart. Text is UTF-8 with percent escapes resolved,
 /// unless said otherwise.
@@ -30,6 +38,9 @@ struct Hit {
   std::map<std::string, std::string> headers;      ///< repeated ones joined by ", "
 
   bool malformed = false;
+
+  std::string notes;  ///< what the library in a dry run remarks on the hit, one a line
+  std::vector<Finding> findings;
 };
 
 enum class HitKind {
@@ -41,10 +52,17 @@ enum class HitKind {
 
 /// Takes the request target `rawTarget` apart; never fails. Time and memory are linear in the
 /// length of the target: keys that are very deep and very many are left out, and the hit is
-/// malformed. Leaves out what the target does not tell: sequence, time and headers.
+/// malformed. Leaves out what the target does not tell: sequence, time, headers and findings.
 Hit DecodeHit(std::string_view rawTarget);
 
 HitKind KindOf(const Hit& hit);
+
+/// What the hit is about, finer than its kind: "state", "action", "timed action", "lifecycle",
+/// "media", "location", "lifetime value", "internal action" or "other".
+std::string_view TopicOf(const Hit& hit);
+
+/// The time that the hit itself tells, in seconds since 1970.
+std::optional<std::int64_t> TimestampOf(const Hit& hit);
 
 /// The state or action; empty when the hit names none.
 std::string NameOf(const Hit& hit);

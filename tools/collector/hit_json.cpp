@@ -10,6 +10,12 @@ namespace {
 // Keeps the members in the order in which they are written here.
 using Json = nlohmann::ordered_json;
 
+Json FindingsOf(const Hit& hit) {
+  Json json = Json::array();
+  for (const auto& [check, text] : hit.findings) json.push_back({{"check", check}, {"text", text}});
+  return json;
+}
+
 Json ToJson(const Hit& hit) {
   Json json;
   json["sequence"] = hit.sequence;
@@ -23,6 +29,7 @@ Json ToJson(const Hit& hit) {
   json["contextData"] = nlohmann::json(hit.contextData);
   json["headers"] = nlohmann::json(hit.headers);
   json["malformed"] = hit.malformed;
+  json["findings"] = FindingsOf(hit);
   json["rawTarget"] = hit.rawTarget;
   return json;
 }

@@ -103,6 +103,9 @@ std::string KindName(HitKind kind) {
 
 std::string HitToText(const Hit& hit) {
   std::string text = Summary(hit);
+  for (const auto& [check, advice] : hit.findings) {
+    text += "  ! " + check + ": " + Printable(advice) + "\n";
+  }
   for (const auto& [name, value] : hit.variables) {
     if (name == "AQB" || name == "AQE") continue;
     text += "  " + Printable(name) + " = " + Printable(value) + "\n";

@@ -1,152 +1,150 @@
 #include <signal.h>
+#include <unistd.h>
 
-#include <charconv>
+#include <atomic>
 #include <cstdint>
 #include <exception>
-#include <fstream>
 #include <iostream>
 #include <optional>
-#include <sstream>
 #include <string>
-#include <string_view>
 
 #include "collector/collector.h"
+#include "collector/command_line.h"
 #include "collector/hit_json.h"
 #include "collector/hit_text.h"
+#include "collector/program.h"
+#include "collector/progress.h"
 #include "collector/request_text.h"
 
 namespace {
 
 using Veltro::Collector::Collector;
+using Veltro::Collector::CommandLine;
 using Veltro::Collector::Hit;
+using Veltro::Collector::Program;
+using Veltro::Collector::Progress;
 using Veltro::Collector::ReceivedRequest;
 using Veltro::Collector::RequestKind;
 
-constexpr const char* kUsage =
-    R"(Usage: veltro-collector [--port N] [--rules FILE] [--quiet] [--json] [--help] [--version]
+constexpr timespec kTimeBetweenLooks{0, 250'000'000};
 
-Stands in for the collection, audience and content servers on this machine and shows every hit,
-event, destination call and content request that it receives.
-
-  --port N      listen on 127.0.0.1:N (default 8900); 0 picks a free port
-  --rules FILE  answer events and content requests by the rules in this JSON file
-  --quiet       show none of them
-  --json        show each as one line of JSON on standard output, all else on standard error
-  --help        show this text
-  --version     show the version
-
-Rules look like this, where all members may be left out and SELF stands for 127.0.0.1:N:
-  {"audience": {"uuid": "U-1",
-                "rules": [{"when": {"c_color": "red"}, "segments": {"likes": "red"},
-                           "destinations": ["http://SELF/destination/red"]}]},
-   "content": {"pcId": "pc-1.local", "sessionId": "session-1",
-               "locations": {"welcome": "Hello"}}}
-
-Ends on Ctrl-C or SIGTERM. Status: 0, 1 when it cannot listen or the rules are bad, 2 for wrong
-options.
-)";
-
-struct CommandLine {
-  enum class Task { Serve, ShowHelp, ShowVersion };
-
-  Task task = Task::Serve;
-  std::uint16_t port = 8900;
-  std::string rules;
-  bool isQuiet = false;
-  bool isJson = false;
-  std::string error;  // empty: the options are good
-};
-
-std::optional<std::uint16_t> ParsePort(std::string_view text) {
-  std::uint16_t port = 0;
-  const char* const textEnd = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), textEnd, port);
-  return error == std::errc() && end == textEnd ? std::optional(port) : std::nullopt;
-}
-
-void TakePort(std::string_view text, CommandLine& commandLine) {
-  const auto port = ParsePort(text);
-  if (!port) commandLine.error = "--port needs a number from 0 to 65535";
-  commandLine.port = port.value_or(0);
-}
-
-void TakeRules(const std::string& path, CommandLine& commandLine) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  commandLine.rules = text.str();
-  if (!commandLine.rules.empty()) return;
-  commandLine.error = "--rules needs a file that can be read and is not empty";
-}
-
-CommandLine ParseCommandLine(int count, char** arguments) {
-  CommandLine commandLine;
-  for (int i = 1; i < count && commandLine.error.empty(); ++i) {
-    const std::string_view option = arguments[i];
-    if (option == "--port") {
-      TakePort(i + 1 < count ? arguments[++i] : "", commandLine);
-    } else if (option.starts_with("--port=")) {
-      TakePort(option.substr(option.find('=') + 1), commandLine);
-    } else if (option == "--rules") {
-      TakeRules(i + 1 < count ? arguments[++i] : "", commandLine);
-    } else if (option.starts_with("--rules=")) {
-      TakeRules(std::string(option.substr(option.find('=') + 1)), commandLine);
-    } else if (option == "--quiet") {
-      commandLine.isQuiet = true;
-    } else if (option == "--json") {
-      commandLine.isJson = true;
-    } else if (option == "--help") {
-      commandLine.task = CommandLine::Task::ShowHelp;
-    } else if (option == "--version") {
-      commandLine.task = CommandLine::Task::ShowVersion;
-    } else {
-      commandLine.error = "unknown option " + std::string(option) + "; see --help";
-    }
-  }
-  return commandLine;
-}
-
-// To be called before there are other threads, so that they all leave the signals to `sigwait`.
-sigset_t BlockEndSignals() {
+// To be called before there are other threads, so that they all leave the signals to this one.
+sigset_t BlockSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
+  for (const int signal : {SIGINT, SIGTERM, SIGCHLD}) sigaddset(&signals, signal);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   return signals;
 }
 
-int Serve(const CommandLine& commandLine) {
-  const sigset_t endSignals = BlockEndSignals();
-  std::ostream& notices = commandLine.isJson ? std::cerr : std::cout;
-  std::int64_t received = 0;
-  {
-    Collector::Options options;
-    options.port = commandLine.port;
-    options.rules = commandLine.rules;
-    options.onHit = [&](const Hit& hit) {
-      received = hit.sequence;
-      if (commandLine.isQuiet) return;
-      std::cout << (commandLine.isJson ? HitToJson(hit) + "\n" : HitToText(hit)) << std::flush;
-    };
-    options.onRequest = [&](RequestKind kind, const ReceivedRequest& request) {
-      if (commandLine.isQuiet || kind == RequestKind::Hit || kind == RequestKind::Id) return;
-      std::cout << (commandLine.isJson ? RequestToJson(kind, request) + "\n"
-                                       : RequestToText(kind, request))
-                << std::flush;
-    };
-    const Collector collector(std::move(options));
-    notices << "Listening on http://" << collector.Host() << std::endl;
-    int signal = 0;
-    sigwait(&endSignals, &signal);
+// One run of the collector, from listening to the end.
+class Session {
+ public:
+  explicit Session(const CommandLine& commandLine) : commandLine_(commandLine) {}
+
+  // Returns the status to end with.
+  int Run() {
+    const sigset_t signals = BlockSignals();
+    int status = 0;
+    {
+      const Collector collector(CollectorOptions());
+      Notices() << "Listening on http://" << collector.Host() << "\nWatch at http://"
+                << collector.Host() << "/" << std::endl;
+      Start(collector);
+      status = WaitForEnd(signals);
+    }
+    const std::int64_t received = received_;
+    Notices() << LineEnd() << received << (received == 1 ? " hit" : " hits") << " received"
+              << std::endl;
+    return status;
   }
-  notices << received << (received == 1 ? " hit" : " hits") << " received" << std::endl;
-  return 0;
-}
+
+ private:
+  std::ostream& Notices() const { return commandLine_.isJson ? std::cerr : std::cout; }
+
+  Collector::Options CollectorOptions() {
+    Collector::Options options;
+    options.port = commandLine_.port;
+    options.rules = commandLine_.rules;
+    options.onHit = [this](const Hit& hit) { Show(hit); };
+    options.onRequest = [this](RequestKind kind, const ReceivedRequest& request) {
+      Show(kind, request);
+    };
+    return options;
+  }
+
+  void Show(const Hit& hit) {
+    received_ = hit.sequence;
+    if (commandLine_.isQuiet) return;
+    std::cout << (commandLine_.isJson ? HitToJson(hit) + "\n" : HitToText(hit)) << std::flush;
+  }
+
+  void Show(RequestKind kind, const ReceivedRequest& request) const {
+    if (commandLine_.isQuiet || kind == RequestKind::Hit || kind == RequestKind::Id) return;
+    std::cout << (commandLine_.isJson ? RequestToJson(kind, request) + "\n"
+                                      : RequestToText(kind, request))
+              << std::flush;
+  }
+
+  void Start(const Collector& collector) {
+    if (commandLine_.program.empty()) return;
+    program_.emplace(commandLine_.program, "VELTRO_DRY_RUN=" + collector.Host());
+  }
+
+  int WaitForEnd(const sigset_t& signals) {
+    for (;;) {
+      const int signal = sigtimedwait(&signals, nullptr, &kTimeBetweenLooks);
+      const bool isToldToEnd = signal == SIGINT || signal == SIGTERM;
+      if (isToldToEnd) EndProgram(signal);
+      const auto status = NewStatus();
+      if (status && commandLine_.endsWithProgram) return *status;
+      if (isToldToEnd) return 0;
+      ShowProgress();
+    }
+  }
+
+  // On Ctrl-C it ends by itself: it is told, too.
+  void EndProgram(int signal) {
+    if (!program_) return;
+    signal == SIGINT ? program_->AwaitEnd() : program_->End();
+  }
+
+  // What the program ended with, if it did since the last call.
+  std::optional<int> NewStatus() {
+    const auto status = program_ ? program_->Status() : std::nullopt;
+    if (!status) return std::nullopt;
+    program_.reset();
+    Notices() << LineEnd() << commandLine_.program.front() << " ended with status " << *status
+              << std::endl;
+    return status;
+  }
+
+  void ShowProgress() {
+    if (!commandLine_.isQuiet || ::isatty(STDOUT_FILENO) == 0) return;
+    const std::string line = progress_.Line(received_, std::chrono::steady_clock::now());
+    if (line == shownLine_) return;
+    shownLine_ = line;
+    std::cout << "\r" << line << "\x1b[K" << std::flush;
+  }
+
+  // Ends the line of the progress, if there is one.
+  std::string LineEnd() {
+    const bool isShown = !shownLine_.empty();
+    shownLine_.clear();
+    return isShown ? "\n" : "";
+  }
+
+  const CommandLine& commandLine_;
+  std::atomic<std::int64_t> received_ = 0;
+  std::optional<Program> program_;
+  Progress progress_;
+  std::string shownLine_;
+};
 
 int Run(const CommandLine& commandLine) {
   switch (commandLine.task) {
     case CommandLine::Task::ShowHelp:
-      std::cout << kUsage;
+      std::cout << Veltro::Collector::kUsage;
       return 0;
     case CommandLine::Task::ShowVersion:
       std::cout << "veltro-collector " << VELTRO_COLLECTOR_VERSION << "\n";
@@ -154,10 +152,10 @@ int Run(const CommandLine& commandLine) {
     case CommandLine::Task::Serve:
       break;
   }
-  return Serve(commandLine);
+  return Session(commandLine).Run();
 }
 
-int Complain(const char* message, int status) {
+int Complain(const std::string& message, int status) {
   std::cerr << "veltro-collector: " << message << std::endl;
   return status;
 }
@@ -166,8 +164,9 @@ int Complain(const char* message, int status) {
 
 int main(int count, char** arguments) {
   try {
-    const CommandLine commandLine = ParseCommandLine(count, arguments);
-    if (!commandLine.error.empty()) return Complain(commandLine.error.c_str(), 2);
+    const auto commandLine =
+        Veltro::Collector::ParseCommandLine({arguments + 1, arguments + count});
+    if (!commandLine.error.empty()) return Complain(commandLine.error, 2);
     return Run(commandLine);
   } catch (const std::exception& error) {
     return Complain(error.what(), 1);

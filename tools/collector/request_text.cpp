@@ -10,22 +10,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-const char* NameOf(RequestKind kind) {
-  switch (kind) {
-    case RequestKind::Hit:
-      return "hit";
-    case RequestKind::Id:
-      return "id";
-    case RequestKind::Event:
-      return "event";
-    case RequestKind::Destination:
-      return "destination";
-    case RequestKind::Content:
-      break;
-  }
-  return "content";
-}
-
 std::string ParametersText(const Parameters& parameters) {
   std::string text;
   for (const auto& [name, value] : parameters)
@@ -56,13 +40,29 @@ std::string Dump(const Json& json) {
 
 }  // namespace
 
+const char* KindName(RequestKind kind) {
+  switch (kind) {
+    case RequestKind::Hit:
+      return "hit";
+    case RequestKind::Id:
+      return "id";
+    case RequestKind::Event:
+      return "event";
+    case RequestKind::Destination:
+      return "destination";
+    case RequestKind::Content:
+      break;
+  }
+  return "content";
+}
+
 std::string RequestToText(RequestKind kind, const ReceivedRequest& request) {
-  return NameOf(kind) + (" " + Printable(Subject(kind, request.rawTarget))) +
+  return KindName(kind) + (" " + Printable(Subject(kind, request.rawTarget))) +
          Remark(request.status) + "\n";
 }
 
 std::string RequestToJson(RequestKind kind, const ReceivedRequest& request) {
-  Json json = {{"kind", NameOf(kind)}, {"receivedTime", request.receivedTime}};
+  Json json = {{"kind", KindName(kind)}, {"receivedTime", request.receivedTime}};
   Append(json, request);
   return Dump(json);
 }

@@ -7,6 +7,9 @@
 
 namespace Veltro::Collector {
 
+/// The name of a kind, as in "destination".
+const char* KindName(RequestKind kind);
+
 /// The request for a person to read: its kind, what it is about, and the status of its answer
 /// unless that is 200. Safe on a terminal; ends with a line feed.
 std::string RequestToText(RequestKind kind, const ReceivedRequest& request);

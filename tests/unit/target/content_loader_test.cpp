@@ -27,7 +27,7 @@ class ContentLoaderTest : public testing::Test {
     loader_ = std::make_unique<ContentLoader>(
         ContentLoader::Sources{config_, privacy_, settings_, persistentParameters_, lifecycleData_,
                                fakes_.clock},
-        ".example", fakes_.httpTransport);
+        config_.targetClientCode + ".example", fakes_.httpTransport);
   }
 
   /// What the server answers from now on: a content, and cookies where they are not empty.

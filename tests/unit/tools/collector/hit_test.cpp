@@ -40,6 +40,24 @@ TEST(HitTest, DecodesQueries) {
   }
 }
 
+TEST(HitTest, TellsWhatItIsAbout) {
+  const std::tuple<const char*, const char*> rows[] = {
+      {"", "state"},
+      {"&pageName=Lifecycle&c.&a.&action.&time.&total=1&.time&.action&.a&.c", "state"},
+      {"&pe=lnk_o&pev2=QXACTION:Media", "action"},
+      {"&pe=lnk_o&pev2=QXACTION:a&c.&a.&action.&time.&total=1&.time&.action&.a&.c", "timed action"},
+      {"&pe=lnk_o&pev2=VLTINTERNAL:Lifecycle", "lifecycle"},
+      {"&pe=m_s&pev2=VLTINTERNAL:Media", "media"},
+      {"&pe=lnk_o&pev2=VLTINTERNAL:Location", "location"},
+      {"&pe=lnk_o&pev2=VLTINTERNAL:LifetimeValueIncrease", "lifetime value"},
+      {"&pe=lnk_o&pev2=VLTINTERNAL:None", "internal action"},
+      {"&pe=lnk_d&pev2=Lifecycle", "other"},
+  };
+  for (const auto& [segments, topic] : rows) {
+    EXPECT_EQ(TopicOf(DecodeSegments(segments)), topic) << segments;
+  }
+}
+
 TEST(HitTest, SeesTargetsOfAnotherForm) {
   for (const std::string target :
        {"one,/0/V/s1?AQB=1&AQE=1", "one/1/V/s1?AQB=1&AQE=1", "one/0/V?AQB=1&AQE=1", "one/0/V/s1",
