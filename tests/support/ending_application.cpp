@@ -68,6 +68,7 @@ int main(int, char** arguments) {
     while (!isRunning) std::this_thread::yield();
   }
   if (write(STDOUT_FILENO, "e", 1) != 1) _exit(3);
+  if (way == "waiting" && read(STDIN_FILENO, arguments[0], 1) != 0) return 3;
   if (way == "exit") std::exit(0);
   if (way == "quick_exit") std::quick_exit(0);
   if (way == "SIGTERM") raise(SIGTERM);
