@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# run.sh COLLECTOR_BINARY OUTPUT_FOLDER: tests the collector's page in Chromium, headless, and leaves
+# pictures of it and the figures for 10,000 hits in OUTPUT_FOLDER.
+set -euo pipefail
+(($# == 2)) || { echo "usage: $0 COLLECTOR_BINARY OUTPUT_FOLDER" >&2; exit 2; }
+VELTRO_COLLECTOR="$(realpath "$1")"
+mkdir -p "$2"
+PAGE_TEST_OUTPUT="$(realpath "$2")"
+CHROMIUM="${CHROMIUM:-$(command -v chromium)}"
+export VELTRO_COLLECTOR PAGE_TEST_OUTPUT CHROMIUM
+cd "$(dirname "${BASH_SOURCE[0]}")"
+[[ -d node_modules ]] || timeout 180 npm install --silent --no-audit --no-fund
+timeout 300 node --test page_test.mjs
+timeout 60 node pictures.mjs
