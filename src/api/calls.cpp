@@ -17,8 +17,8 @@ namespace {
 constexpr std::chrono::milliseconds kAnswerTimeout{100};
 
 /// The context data of a hit to be.
-StringMap Convert(const ContextDataCopy& data) {
-  return Runtime::Current().IsDryRun() ? data.ConvertWithNotes() : data.Convert();
+StringMap Convert(const ContextDataCopy& data, const Runtime& runtime) {
+  return runtime.IsDryRun() ? data.ConvertWithNotes() : data.Convert();
 }
 
 }  // namespace
@@ -26,28 +26,28 @@ StringMap Convert(const ContextDataCopy& data) {
 void PostState(std::u16string state, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [state = std::move(state), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTracker().TrackState(state, Convert(data));
+        runtime.GetTracker().TrackState(state, Convert(data, runtime));
       });
 }
 
 void PostAction(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTracker().TrackAction(action, Convert(data));
+        runtime.GetTracker().TrackAction(action, Convert(data, runtime));
       });
 }
 
 void PostTimedActionStart(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) mutable {
-        runtime.GetTimedActions().TrackTimedActionStart(action, Convert(data));
+        runtime.GetTimedActions().TrackTimedActionStart(action, Convert(data, runtime));
       });
 }
 
 void PostTimedActionUpdate(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) {
-        runtime.GetTimedActions().TrackTimedActionUpdate(action, Convert(data));
+        runtime.GetTimedActions().TrackTimedActionUpdate(action, Convert(data, runtime));
       });
 }
 
@@ -68,14 +68,15 @@ AsyncOperation<bool> AskWhetherTimedActionExists(std::u16string action) {
 
 void PostLifetimeValueIncrease(double amount, ContextDataCopy data) {
   Runtime::Current().PostTracking([amount, data = std::move(data)](Runtime& runtime) mutable {
-    TrackLifetimeValueIncrease(amount, Convert(data), runtime.GetSettings(), runtime.GetTracker());
+    TrackLifetimeValueIncrease(amount, Convert(data, runtime), runtime.GetSettings(),
+                               runtime.GetTracker());
   });
 }
 
 void PostLocation(Position position, double accuracy, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [position, accuracy, data = std::move(data)](Runtime& runtime) mutable {
-        TrackLocation(position, accuracy, Convert(data), runtime.GetConfiguration(),
+        TrackLocation(position, accuracy, Convert(data, runtime), runtime.GetConfiguration(),
                       runtime.GetPersistentParameters(), runtime.GetTracker());
       });
 }
@@ -134,8 +135,9 @@ void PostMediaReport(MediaEvent event, std::u16string name, double offset) {
 }
 
 void PostMediaTrack(std::u16string name, ContextDataCopy data) {
-  Runtime::Current().PostMedia([name = std::move(name), data = std::move(data)](
-                                   MediaTracker& media) { media.Track(name, Convert(data)); });
+  Runtime& runtime = Runtime::Current();
+  runtime.PostMedia([&runtime, name = std::move(name), data = std::move(data)](
+                        MediaTracker& media) { media.Track(name, Convert(data, runtime)); });
 }
 
 void OpenMedia(MediaSettings settings) {

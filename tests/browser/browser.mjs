@@ -6,7 +6,7 @@ export const deadline = 10_000;  // milliseconds, for whatever a test waits for
 
 export const startBrowser = () => chromium.launch({
   executablePath: process.env.CHROMIUM || "/usr/bin/chromium",
-  args: ["--no-sandbox"],
+  args: ["--no-sandbox", "--enable-precise-memory-info"],
   timeout: 30_000,
 });
 

@@ -40,11 +40,11 @@ export const internalAction = (name, data, variables) => hit(
   { pageName: application, pe: "lnk_o", pev2: `VLTINTERNAL:${name}`, ...variables },
   { "a.internalaction": name, ...data });
 
-export const launch = (data) => internalAction("Lifecycle", {
+export const launch = (data, time = now()) => internalAction("Lifecycle", {
   "a.AppID": application, "a.DeviceName": "Acme Box 7", "a.OSVersion": "Windows 10.0",
   "a.Resolution": "1920x1080", "a.LaunchEvent": "LaunchEvent", "a.Launches": "1",
   "a.HourOfDay": "14", "a.DayOfWeek": "2", ...data,
-});
+}, { ts: time });
 
 export const location = internalAction.bind(null, "Location", {
   "a.loc.lat.a": "059.3", "a.loc.lat.b": "34", "a.loc.lat.c": "59", "a.loc.lon.a": "018.0",

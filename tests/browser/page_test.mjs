@@ -1,275 +1,374 @@
-// The collector's page in a real browser, with hits as the library sends them.
+// The collector's page in a browser, with the collector behind it.
 
 import assert from "node:assert/strict";
-import { after, afterEach, before, beforeEach, test } from "node:test";
+import { writeFile } from "node:fs/promises";
 import { join } from "node:path";
-import { writeFileSync } from "node:fs";
+import { after, afterEach, before, beforeEach, test } from "node:test";
 
 import { deadline, openPage, startBrowser } from "./browser.mjs";
 import { Collector, Road } from "./collector.mjs";
-import { action, content, destination, event, film, hit, location, session, state }
-  from "./hits.mjs";
-
-const many = 10_000;
-const binary = process.env.VELTRO_COLLECTOR;
+import {
+  action, ad, content, destination, event, film, hit, identifier, launch, session, state,
+} from "./hits.mjs";
 
 let browser;
 let collector;
-let page;
+let pages = [];
 
-before(async () => (browser = await startBrowser()));
-after(() => browser.close());
+before(async () => {
+  browser = await startBrowser();
+  collector = await Collector.start(process.env.VELTRO_COLLECTOR);
+});
+
+after(async () => {
+  await browser?.close();
+  await collector?.stop();
+});
 
 beforeEach(async () => {
-  collector = await Collector.start(binary);
-  page = await openPage(browser, collector.port);
+  await collector.request("DELETE", "/api/hits");
+  await collector.request("DELETE", "/api/faults");
 });
 
 afterEach(async () => {
-  const { faults } = page;
-  await page.context().close();
-  await collector.stop();
-  assert.deepEqual(faults, [], "errors in the page");
+  const faults = pages.flatMap((page) => page.faults);
+  for (const page of pages) await page.context().close();
+  pages = [];
+  assert.deepEqual(faults, []);
 });
 
-const row = (name) => page.getByRole("option", { name });
-const button = (name) => page.getByRole("button", { name });
-const detail = () => page.getByRole("complementary", { name: "Details" });
+async function open(port = collector.port, options = {}) {
+  const page = await openPage(browser, port, options);
+  pages.push(page);
+  return page;
+}
 
-// Waits until the element `id` shows this text.
-const shows = (id, text) => page.waitForFunction(
-  ([wanted, expected]) => document.getElementById(wanted).textContent === expected, [id, text],
-  { timeout: deadline });
+const row = (page, name) => page.getByRole("option", { name });
+const button = (page, name) => page.getByRole("button", { name });
 
-const rowCount = () => page.getByRole("option").count();
+const namesOf = (page) => page.evaluate(() => {
+  const rows = [...document.querySelectorAll(".row:not([hidden])")];
+  rows.sort((a, b) => a.ariaPosInSet - b.ariaPosInSet);
+  return rows.map((element) => element.querySelector(".name").textContent);
+});
 
-test("what comes appears by itself, each kind under its name", async () => {
-  await page.getByText("Waiting for the first hit").waitFor();
-  await page.setViewportSize({ width: 1280, height: 1600 });  // all lines in view
-  await collector.send(...session());
-  await shows("taken", "20");
-  await shows("requests", "4");
-  const kinds = [
-    [/identifier/, 1], [/lifecycle .*launch/, 2], [/timed action checkout 1 min 23 s/, 1],
-    [/media How to water milestone 25 %/, 1], [/location .*Flagship store/, 1],
-    [/lifetime value .*59\.70/, 1], [/audience .*garden/, 1], [/destination \/destination/, 1],
-    [/content welcome/, 1],
-  ];
-  for (const [name, number] of kinds) {
-    await row(name).first().waitFor();
-    assert.equal(await row(name).count(), number, String(name));
+// Waits until `read` gives `expected`, and says what it gave instead when it never does.
+async function becomes(read, expected, name = "") {
+  const end = Date.now() + deadline;
+  for (;;) {
+    const value = await read();
+    try {
+      return assert.deepEqual(value, expected);
+    } catch (error) {
+      if (Date.now() > end) throw new Error(`${name} ${error.message}`);
+    }
   }
+}
+
+const counts = (page) => page.locator(".counts dd").allTextContents();
+
+test("what arrives is shown at once, in order, and forgotten when it is cleared", async () => {
+  const page = await open();
+  await page.getByText(`VELTRO_DRY_RUN=127.0.0.1:${collector.port} ./my-app`).waitFor();
+  await collector.send(state("One"), action("two"), state("Three"));
+  await becomes(() => namesOf(page), ["One", "two", "Three"]);
+  assert.deepEqual(await counts(page), ["3", "0", "0"]);
+  await button(page, "Clear").click();
+  await page.getByText("Waiting for the first hit").waitFor();
+  await collector.send(state("Four"));
+  await becomes(() => namesOf(page), ["Four"]);
 });
 
-test("filters by kind and by text, together, also what comes later", async () => {
-  await collector.send(state("Home"), action("buy", { item: "Rake" }), state("Rakes"));
-  await button(/^state/).click();
-  await shows("shown", "2 of 3");
-  await page.keyboard.press("/");
-  await page.keyboard.type("rAKE");
-  await shows("shown", "1 of 3");
-  await button(/^state/).click();
-  await shows("shown", "2 of 3");
-  await collector.send(action("sell", { item: "another rake" }), state("Spades"));
-  await shows("shown", "3 of 5");
-  await button(/^with findings/).click();
-  await page.getByText("Nothing matches").waitFor();
-  await button("Show all").click();
-  await row("Spades").waitFor();
-  assert.equal(await rowCount(), 5);
+test("filters by kind, text and findings, also what comes later", async () => {
+  const page = await open();
+  const chip = (name) => button(page, new RegExp(`^${name} \\d`));
+  const write = (text) => page.getByLabel("Filter by text").fill(text);
+  await collector.send(
+    state("Home"), hit({ pageName: "Cans" }, { "list.Colour": "Copper" }, "other-shop"),
+    action("buy", { item: "copper can" }), state(""), event({ likes: "copper" }));
+  await becomes(async () => (await namesOf(page)).length, 5);
+  const cases = [
+    ["one kind", () => chip("state").click(), ["Home", "Cans", "(no name)"]],
+    ["two kinds", async () => {
+      await chip("action").click();
+      await chip("audience").click();
+    }, ["buy", "likes: copper"]],
+    ["name", () => write("hom"), ["Home"]],
+    ["key, in any case", () => write("LIST.colour"), ["Cans"]],
+    ["value", () => write("copper"), ["Cans", "buy", "likes: copper"]],
+    ["suite", () => write("other-shop"), ["Cans"]],
+    ["kind and text", async () => {
+      await chip("action").click();
+      await write("copper");
+    }, ["buy"]],
+    ["findings", () => button(page, /^with findings/).click(), ["(no name)"]],
+    ["nothing", () => write("no such text"), []],
+  ];
+  for (const [name, choose, expected] of cases) {
+    await choose();
+    await becomes(() => namesOf(page), expected, name);
+    await page.evaluate(() => document.getElementById("show-all").click());
+    await becomes(async () => (await namesOf(page)).length, 5, name);
+  }
+  await write("tulip");
+  await collector.send(state("Roses"), state("Tulips"));
+  await becomes(() => namesOf(page), ["Tulips"]);
 });
 
-test("a hit opens to its data as a tree, and its URL can be copied", async () => {
-  const target = hit({ pageName: "Product" }, { "a.b.c": "deep", "a.b.d": "ä & ö", plain: "1" });
+test("a row opens with its data as a tree and its URL to copy", async () => {
+  const page = await open();
+  const target = action("buy", { "item.name": "can", "item.price.net": "19.9", "item": "1" },
+                        { veltroNotes: 'key "my key!" was cleaned to "mykey"' });
   await collector.send(target);
-  await row(/Product/).click();
-  const branch = detail().locator("li", { has: page.locator("summary", { hasText: /^b$/ }) }).last();
-  assert.deepEqual(await branch.locator("li").allTextContents(), ["cdeep", "dä & ö"]);
-  await detail().getByText("Headers").waitFor();
-  await button("Copy the URL").click();
+  await row(page, /key cleaned/).click();
+  const detail = page.getByRole("complementary");
+  const net = detail.locator("li li li", { hasText: "net19.9" });
+  await becomes(() => net.locator("xpath=ancestor::details/summary").allTextContents(),
+                ["item1", "price"]);
+  await detail.getByText('"my key!" was cleaned to "mykey"').waitFor();
+  await detail.getByText("QXACTION:buy").waitFor();
+  await button(detail, "Copy the URL").click();
   await page.getByText("URL copied").waitFor();
   const copied = await page.evaluate(() => navigator.clipboard.readText());
   assert.equal(copied, `http://127.0.0.1:${collector.port}${target}`);
 });
 
-test("a fault makes hits come back as not taken, until it is taken back", async () => {
-  await button("Answer 500").click();
-  await page.locator("#banner", { hasText: "answers 500" }).waitFor();
-  assert.deepEqual(await collector.send(state("Home")), [500]);
-  await row(/Home 500, comes again/).waitFor();
-  await button("Refuse").click();
-  await page.locator("#banner", { hasText: "refuses" }).waitFor();
-  assert.deepEqual(await collector.send(state("Home")), [0]);
-  await row(/Home no answer/).waitFor();
-  await button("Recover").click();
-  await page.locator("#banner").waitFor({ state: "hidden" });
-  assert.deepEqual(await collector.send(state("Home")), [200]);
-  await shows("taken", "1");
-  await shows("not-taken", "2");
-});
-
-test("mistakes are flagged, and said in words", async () => {
-  const again = state("Twice");
-  const notes = 'key "my key!" was cleaned to "mykey"\nvalue of "photo" was left out: Guid';
-  await collector.send(
-    state(""), action("cleaned", {}, { veltroNotes: notes }), again, again,
-    state("early", {}), hit({ pageName: "late", ts: 1 }), state("held", { "a.privacy.mode": "unknown" }),
-    state("long", { text: "x".repeat(9000) }), state("fine"));
-  const flags = [
-    [/\(no name\)/, "missing page name"], [/cleaned/, "key cleaned +1"], [/late/, "timestamp out of order"],
-    [/held/, "privacy unknown"], [/long/, "very long URL"],
+test("a fault shows what was not taken until the server recovers", async () => {
+  const page = await open();
+  const cases = [
+    ["Answer 500", "500, comes again", 500],
+    ["Stay silent", "no answer", 0],
+    ["Refuse", "no answer", 0],
   ];
-  for (const [name, flag] of flags) {
-    await row(name).getByText(flag).waitFor();
+  for (const [name, remark, status] of cases) {
+    await button(page, "Clear").click();
+    await becomes(() => counts(page), ["0", "0", "0"], name);
+    await button(page, name).click();
+    await page.locator('[aria-pressed="true"]', { hasText: name }).waitFor();
+    await page.getByText("holds its queue").waitFor();
+    assert.deepEqual(await collector.send(state("Home")), [status], name);
+    await row(page, `Home ${remark}`).waitFor();
+    await becomes(() => counts(page), ["0", "1", "0"], name);
+    await button(page, "Recover").click();
+    await page.locator("#banner").waitFor({ state: "hidden" });
+    assert.deepEqual(await collector.send(state("Home")), [200], name);
+    await becomes(() => counts(page), ["1", "1", "0"], name);
   }
-  await row(/Twice/).nth(1).getByText("repeated hit").waitFor();
-  assert.equal(await row(/fine/).locator(".finding-flag").textContent(), "");
-  await row(/cleaned/).click();
-  await detail().getByText('"photo" was left out: Guid').waitFor();
-  await shows("findings-count", "6");
+  await button(page, "Refuse").click();
+  await button(page, "Answer 500").click();  // in its place, not behind it
+  await becomes(() => page.locator(".faults [aria-pressed=true]").allTextContents(),
+                ["Answer 500"]);
 });
 
-test("a film is a bar with what was played, its segments and milestones", async () => {
+test("requests to the other servers stand beside the hits", async () => {
+  const page = await open();
+  await collector.send(identifier(), state("Home"), event({ likes: "roses" }),
+                       destination("partner?x=1"), content("welcome"));
+  await becomes(() => page.locator('.row[data-type="request"] .tag').allTextContents(),
+                ["identifier", "audience", "destination", "content"]);
+  assert.deepEqual(await counts(page), ["1", "0", "4"]);
+  await row(page, "welcome").click();
+  await page.getByRole("complementary").getByText("mboxDefault", { exact: true }).waitFor();
+});
+
+test("playback is a bar with its milestones, an ad under its content", async () => {
+  const page = await open();
   const guide = film("How to water", 600);
+  const spot = ad("Spring sale", 30, "How to water");
   await collector.send(
-    guide({ view: "true" }), guide({ milestone: "25", timePlayed: "150", segment: "M:0-25" }),
-    guide({ milestone: "50", timePlayed: "150", segment: "M:25-50" }));
+    guide({ view: "true" }), spot({ view: "true" }), spot({ timePlayed: "30", complete: "true" }),
+    guide({ milestone: "25", timePlayed: "150", segment: "M:0-25" }),
+    guide({ offsetMilestone: "300", timePlayed: "150" }), guide({ clicked: "true" }));
   const bar = page.getByRole("group", { name: "How to water" });
-  await bar.getByText("5 min of 10 min played").waitFor();
-  await bar.getByRole("button", { name: "Segment M:25-50" }).waitFor();
-  const widths = await bar.locator(".played").evaluate(
-    (played) => played.clientWidth / played.parentElement.clientWidth);
-  assert.ok(Math.abs(widths - 0.5) < 0.02, `half of it, not ${widths}`);
-  await bar.getByRole("button", { name: "Milestone 50 %" }).click();
-  await detail().getByText("M:25-50").waitFor();
+  await bar.getByText("5 min of 10 min played, 1 click").waitFor();
+  const left = (name) => button(bar, name).evaluate((element) => element.style.left);
+  assert.deepEqual([await left("Milestone 25 %"), await left("Milestone 300 s")], ["25%", "50%"]);
+  assert.equal(await button(bar, "Segment M:0-25").evaluate((one) => one.style.width), "25%");
+  assert.equal(await bar.locator(".played").evaluate((element) => element.style.width), "50%");
+  assert.deepEqual(await page.locator(".media-name").allTextContents(),
+                   ["How to water", "Spring sale"]);
+  await button(bar, "Milestone 25 %").click();
+  await row(page, /milestone 25 %/).and(page.locator('[aria-selected="true"]')).waitFor();
+  await collector.send(guide({ view: "true" }));
+  await bar.getByText("0 s of 10 min played, view 2").waitFor();
 });
 
-test("everything can be done by the keyboard", async () => {
-  await collector.send(state("one"), action("two"), state("three"));
-  await row(/three/).waitFor();
-  for (const key of ["Home", "j", "Enter"]) await page.keyboard.press(key);
-  await detail().getByRole("heading", { name: "two" }).waitFor();
-  await page.keyboard.press("ArrowDown");
-  await detail().getByRole("heading", { name: "three" }).waitFor();
-  await page.keyboard.press("c");
-  await page.getByText("URL copied").waitFor();
-  await page.keyboard.press("Escape");
-  await detail().waitFor({ state: "hidden" });
-  await page.keyboard.press("?");
-  await page.getByRole("dialog", { name: "Keys" }).waitFor();
-  await page.keyboard.press("Escape");
-  await page.keyboard.press("/");
-  await page.keyboard.type("two");
-  await shows("shown", "1 of 3");
-});
-
-test("the picture of the sessions leads to the hit that is clicked", async () => {
-  await collector.send(state("one"));
-  await row(/one/).waitFor();
-  const picture = page.locator("#timeline-picture");
-  await page.waitForFunction(
-    () => document.getElementById("timeline-picture").ariaValueMax === "1", null, { timeout: deadline });
+test("the timeline leads to its hits and the theme is kept", async () => {
+  const page = await open();
+  await collector.send(launch({ "a.InstallEvent": "InstallEvent" }), state("Home"), state("Last"));
+  await row(page, "Last").waitFor();
+  const picture = page.getByRole("slider");
+  await becomes(() => picture.getAttribute("aria-valuemax"), "3");
   const { width, height } = await picture.boundingBox();
-  for (let x = 3; x < width; x += 6) {
-    await picture.click({ position: { x, y: height - 20 } });
-    if (await detail().isVisible()) break;
-  }
-  await detail().getByRole("heading", { name: "one" }).waitFor();
-});
-
-test("a lost connection is noticed and mended, and nothing is there twice", async () => {
-  const road = await Road.to(collector.port);
-  const further = await openPage(browser, road.port);
-  try {
-    await collector.send(state("before"));
-    await further.getByRole("option", { name: /before/ }).waitFor();
-    road.cut();
-    await further.getByText("connection lost").waitFor();
-    await collector.send(state("meanwhile"), state("meanwhile too"));
-    road.mend();
-    await further.getByRole("option", { name: /meanwhile too/ }).waitFor();
-    assert.equal(await further.getByRole("option").count(), 3);
-
-    const other = await Collector.start(binary);
-    try {
-      road.cut();
-      await further.getByText("connection lost").waitFor();
-      road.mend(other.port);
-      await other.send(state("of another"));
-      await further.getByRole("option", { name: /of another/ }).waitFor();
-      assert.equal(await further.getByRole("option").count(), 1);
-    } finally {
-      await other.stop();
-    }
-  } finally {
-    await further.context().close();
-    road.close();
-  }
-});
-
-test("what is received stays text", async () => {
-  const evil = '<img src=x onerror="document.title=1"><script>document.title=2</script>';
-  await collector.send(
-    hit({ pageName: evil }, { [evil]: evil, long: "y".repeat(100_000) }, encodeURIComponent(evil)),
-    event({ [evil]: evil }), content(evil), destination(encodeURIComponent(evil)));
-  await shows("requests", "3");
-  await row(/img src/).first().click();
-  await detail().getByText("Headers").waitFor();
-  assert.equal(await page.locator("#work img, #work script").count(), 0);
-  assert.equal(await page.title(), "veltro-collector");
-  await button(/show all 100,000 characters/).first().click();
-  assert.equal(await page.locator("#detail .value", { hasText: "yyyy" }).first().evaluate(
-    (value) => value.textContent.length), 100_000);
-});
-
-test(`${many} hits are no burden`, async () => {
-  const targets = Array.from({ length: many }, (_, i) =>
-    i % 3 ? state(`Page ${i}`, { "shop.step": String(i), "a.Launches": "3" })
-          : action(`do ${i}`, { "shop.step": String(i), note: i % 100 ? "usual" : "rare" }));
-  const sent = performance.now();
-  await collector.sendMany(targets);
-  await shows("taken", "10,000");
-  const live = performance.now() - sent;
-  assert.ok(await page.locator(".row").count() < 200, "only lines in view are in the page");
-
-  const reloaded = performance.now();
+  await picture.click({ position: { x: 2, y: height - 24 } });
+  await becomes(() => page.locator("#detail h2").textContent(), "Lifecycle");
+  await picture.click({ position: { x: Math.floor(width / 8) * 8 - 4, y: height - 24 } });
+  await becomes(() => page.locator("#detail h2").textContent(), "Last");
+  const ground = () => page.evaluate(() => getComputedStyle(document.body).backgroundColor);
+  const light = await ground();
+  await button(page, "Light or dark").click();
+  const dark = await ground();
+  assert.notEqual(dark, light);
   await page.reload();
-  await shows("taken", "10,000");
-  const load = performance.now() - reloaded;
-
-  const frames = await page.evaluate(async () => {
-    const list = document.getElementById("list");
-    const times = [];
-    let last = performance.now();
-    for (let i = 0; i < 120; ++i) {
-      list.scrollTop = (list.scrollHeight * i) / 120;
-      await new Promise(requestAnimationFrame);
-      times.push(performance.now() - last);
-      last = performance.now();
-    }
-    return times.sort((a, b) => a - b);
-  });
-  assert.ok(await page.locator(".row").count() < 200);
-
-  const filter = await page.evaluate(async () => {
-    const input = document.getElementById("filter");
-    const times = [];
-    for (const text of ["r", "ra", "rare"]) {
-      const start = performance.now();
-      input.value = text;
-      input.dispatchEvent(new Event("input"));
-      await new Promise(requestAnimationFrame);
-      times.push(performance.now() - start);
-    }
-    return times;
-  });
-  await shows("shown", "34 of 10,000");
-  const ms = (time) => `${time.toFixed(0)} ms`;
-  const figures = [
-    `received live and shown in ${ms(live)}`, `loaded in ${ms(load)}`,
-    `a frame while scrolling: median ${ms(frames[60])}, longest ${ms(frames.at(-1))}`,
-    `filtered by a letter more: ${filter.map(ms).join(", ")}`,
-  ].join("\n");
-  console.log(`10,000 hits\n${figures}`);
-  writeFileSync(join(process.env.PAGE_TEST_OUTPUT, "figures.txt"), `${figures}\n`);
+  assert.equal(await ground(), dark);
 });
+
+test("everything goes by the keyboard", async () => {
+  const page = await open();
+  await collector.send(state("One"), state("Two"), state("Three"));
+  await row(page, "Three").waitFor();
+  const active = () => page.evaluate(() => {
+    const id = document.getElementById("list").getAttribute("aria-activedescendant");
+    return document.getElementById(id)?.querySelector(".name").textContent;
+  });
+  const press = (...keys) => keys.reduce(
+    (before, key) => before.then(() => page.keyboard.press(key)), Promise.resolve());
+  await press("Home");
+  await becomes(active, "One");
+  await press("End");
+  await becomes(active, "Three");
+  await press("ArrowUp", "ArrowUp", "j");
+  await becomes(active, "Two");
+  await press("Enter");
+  await becomes(() => page.locator("#detail h2").textContent(), "Two");
+  await press("Home");
+  await becomes(() => page.locator("#detail h2").textContent(), "One");
+  await press("c");
+  await page.getByText("URL copied").waitFor();
+  await press("Escape");
+  await page.locator("#detail").waitFor({ state: "hidden" });
+  await press("/");
+  await page.keyboard.type("j?c");  // text in the field, keys nowhere else
+  assert.equal(await page.getByLabel("Filter by text").inputValue(), "j?c");
+  await press("Escape");
+  await becomes(() => page.evaluate(() => document.activeElement.id), "list");
+  await press("?");
+  await page.getByRole("dialog", { name: "Keys" }).waitFor();
+  await press("Escape");
+  await page.getByRole("dialog", { name: "Keys" }).waitFor({ state: "hidden" });
+});
+
+test("nothing is doubled or lost when the connection or the collector ends", async () => {
+  const first = await Collector.start(process.env.VELTRO_COLLECTOR);
+  const road = await Road.to(first.port);
+  let second;
+  try {
+    const page = await open(road.port);
+    const isLost = () => page.getByText("connection lost").waitFor();
+    await first.send(state("One"), state("Two"));
+    await row(page, "Two").waitFor();
+    road.cut();
+    await isLost();
+    await first.send(state("Three"));
+    road.mend();
+    await becomes(() => namesOf(page), ["One", "Two", "Three"]);
+
+    road.cut();
+    await isLost();
+    await first.stop();
+    second = await Collector.start(process.env.VELTRO_COLLECTOR);
+    await second.send(...["A", "B", "C", "D"].map((name) => state(name)));  // numbers go beyond
+    road.mend(second.port);
+    await becomes(() => namesOf(page), ["A", "B", "C", "D"]);
+    await second.send(state("E"));
+    await becomes(() => namesOf(page), ["A", "B", "C", "D", "E"]);
+    await page.context().close();
+    page.faults = page.faults.filter((fault) => !/net::ERR_|status of 404/.test(fault));
+  } finally {
+    road.close();
+    await first.stop();
+    await second?.stop();
+  }
+});
+
+test("hostile text stays text", async () => {
+  const page = await open();
+  const evil = "<img src=x onerror=\"document.title='hacked'\"><script>alert(1)</script>";
+  const long = "x".repeat(100_000);
+  await collector.send(
+    hit({ pageName: evil }, { "__proto__": evil, "constructor.prototype.x": evil, long },
+        encodeURIComponent(evil)),
+    state("Deep", { [Array(5000).fill("a").join(".")]: "bottom" }), event({ [evil]: evil }));
+  const images = await page.locator("img").count();
+  await row(page, evil.slice(0, 40)).first().click();
+  const detail = page.getByRole("complementary");
+  const value = detail.locator(".value", { hasText: "xxx" });
+  const shown = () => value.evaluate((element) => element.textContent.length);
+  assert.ok(await shown() < 5000);
+  await detail.getByText("show all 100,000 characters").click();
+  await becomes(shown, 100_000);
+  await detail.getByRole("heading", { name: "Headers" }).waitFor();
+  assert.ok((await detail.textContent()).includes("constructor"));
+  await row(page, "Deep").click();
+  await detail.getByText("bottom", { exact: true }).waitFor();
+  assert.equal(await page.locator("img").count(), images);
+  assert.equal(await page.title(), "veltro-collector");
+});
+
+test("10,000 hits", async () => {
+  const total = 10_000;
+  const day = session().filter((target) => target.startsWith("/b/ss/"));
+  const targets = Array.from({ length: total }, (_, i) =>
+    day[i % day.length].replace(/\/s\d+\?/, `/s${i}?`).replace("&.c&", `&serial=n${i}&.c&`));
+  const figures = [];
+  const measure = async (name, work) => {
+    const start = performance.now();
+    const result = await work();
+    figures.push(`${name}: ${result ?? `${Math.round(performance.now() - start)} ms`}`);
+  };
+  const taken = (page) => becomes(async () => (await counts(page))[0], "10,000");
+  const live = await open();
+  await measure("sent and shown live", async () => {
+    await collector.sendMany(targets);
+    await taken(live);
+  });
+  await row(live, /./).first().waitFor();
+  let page;
+  await measure("page opened with all of them", async () => {
+    page = await open();
+    await taken(page);
+  });
+  await measure("frames while scrolling", () => page.evaluate(scrollThrough));
+  assert.ok(await page.locator("#rows > *").count() < 200);
+  const filterTime = (text) => page.evaluate(timeFilter, text);
+  await measure("first filter, which prepares the texts", () => filterTime("serial"));
+  await measure("filter for one hit", () => filterTime("n9999"));
+  await becomes(() => page.locator("#shown").textContent(), "1 of 10,000");
+  await measure("filter taken back", () => filterTime(""));
+  await page.evaluate(() => (document.getElementById("list").scrollTop = 0));
+  await collector.send(state("One more"), state("And one"));
+  await button(page, "2 new").click();
+  await row(page, "And one").waitFor();
+  await measure("memory of the page", () => page.evaluate(
+    () => `${Math.round(performance.memory.usedJSHeapSize / 2 ** 20)} MiB`));
+  console.log(figures.join("\n"));
+  await writeFile(join(process.env.PAGE_TEST_OUTPUT, "figures.txt"), `${figures.join("\n")}\n`);
+});
+
+// In the page: scrolls from end to end in 240 pictures, and tells how long they took.
+async function scrollThrough() {
+  const list = document.getElementById("list");
+  const frame = () => new Promise((resolve) => requestAnimationFrame(resolve));
+  const times = [];
+  let last = await frame();
+  for (let i = 0; i < 240; ++i) {
+    list.scrollTop = list.scrollHeight * Math.abs(1 - i / 120);
+    const now = await frame();
+    times.push(now - last);
+    last = now;
+  }
+  times.sort((a, b) => a - b);
+  const at = (share) => times[Math.floor(share * (times.length - 1))].toFixed(1);
+  return `median ${at(0.5)} ms, 95 % below ${at(0.95)} ms, longest ${at(1)} ms`;
+}
+
+// In the page: writes into the filter and waits for the picture.
+async function timeFilter(text) {
+  const input = document.getElementById("filter");
+  const start = performance.now();
+  input.value = text;
+  input.dispatchEvent(new Event("input"));
+  const work = performance.now() - start;
+  await new Promise((resolve) => requestAnimationFrame(() => setTimeout(resolve)));
+  return `${work.toFixed(1)} ms, shown after ${(performance.now() - start).toFixed(1)} ms`;
+}

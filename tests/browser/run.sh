@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# run.sh COLLECTOR_BINARY OUTPUT_FOLDER: tests the collector's page in Chromium, headless, and leaves
-# pictures of it and the figures for 10,000 hits in OUTPUT_FOLDER.
+# run.sh COLLECTOR_BINARY OUTPUT_FOLDER: tests the collector's page in Chromium, headless, and
+# leaves pictures of it and the figures for 10,000 hits in OUTPUT_FOLDER.
 set -euo pipefail
 (($# == 2)) || { echo "usage: $0 COLLECTOR_BINARY OUTPUT_FOLDER" >&2; exit 2; }
 VELTRO_COLLECTOR="$(realpath "$1")"
@@ -10,5 +10,5 @@ CHROMIUM="${CHROMIUM:-$(command -v chromium)}"
 export VELTRO_COLLECTOR PAGE_TEST_OUTPUT CHROMIUM
 cd "$(dirname "${BASH_SOURCE[0]}")"
 [[ -d node_modules ]] || timeout 180 npm install --silent --no-audit --no-fund
-timeout 300 node --test page_test.mjs
+timeout 300 node --test --test-reporter=spec page_test.mjs
 timeout 60 node pictures.mjs

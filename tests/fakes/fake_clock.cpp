@@ -50,7 +50,7 @@ class FakeClock::FakeSleeper : public Sleeper {
     std::unique_lock lock(state_->mutex);
     if (nap_.interrupted) return false;
     if (duration <= milliseconds(0)) return true;
-    nap_.until = state_->monotonic + duration;
+    nap_.until = state_->monotonic + std::min(duration, milliseconds(std::chrono::hours(876'000)));
     nap_.asleep = true;
     state_->changed.notify_all();
     state_->changed.wait(lock, [this] { return !nap_.asleep; });

@@ -30,12 +30,15 @@ export class Detail {
     this.onClose = onClose;
   }
 
+  get hasFocus() {
+    return this.element.contains(document.activeElement);
+  }
+
   show(entry) {
     this.entry = entry;
     this.element.replaceChildren(this.#createHead(entry), ...this.#createParts(entry));
     this.element.hidden = false;
     this.element.scrollTop = 0;
-    this.element.scrollIntoView({ block: "nearest" });
     this.#load(entry);
   }
 
@@ -122,7 +125,7 @@ function createFacts(entry) {
   add("arrived", dateAndTime(entry.receivedTime));
   if (entry.timestamp) {
     const held = secondsHeld(entry);
-    const wait = held >= 1 ? `, ${duration(held)} before` : "";
+    const wait = held >= 2 ? `, ${duration(held)} before` : "";
     add("recorded", dateAndTime(entry.timestamp * 1000) + wait);
   }
   add("answered", remarkOf(entry) || String(entry.status));

@@ -60,8 +60,8 @@ export function nameOf(entry) {
 // Traits and parameters of a request, without those that say how it is made.
 export function parametersText(entry) {
   const pairs = Object.entries(entry.parameters ?? {});
-  const own = pairs.filter(([name]) => !/^(d_|mbox)/.test(name));
-  return pairsText(own);
+  const own = pairs.filter(([name]) => !/^(d_|mbox|t$)/.test(name));
+  return pairsText(own.map(([name, value]) => [name.replace(/^c_/, ""), value]));
 }
 
 // At most four, each value cut short.

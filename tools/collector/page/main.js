@@ -66,12 +66,13 @@ function showCounts() {
   byId("requests").textContent = count(requests);
   const isEmpty = entries.all.length === 0;
   byId("empty").hidden = !isEmpty;
+  byId("timeline").hidden = isEmpty;
   byId("nothing").hidden = isEmpty || list.entries.length > 0;
   filterBar.showCounts(entries, list.entries.length);
 }
 
 function open(entry) {
-  detail.show(entry);  // which may leave less room for the list
+  detail.show(entry);  // before the list, which may become smaller
   list.open = entry;
   list.activate(entry);
   list.render();
@@ -79,17 +80,23 @@ function open(entry) {
 }
 
 function close() {
+  if (detail.hasFocus) list.focus();
   list.open = null;
   list.render();
   detail.close();
   timeline.select(null, -1);
-  list.focus();
 }
 
 // Details that are open follow the active entry.
 function move(change) {
   change();
   if (detail.entry && list.active) open(list.active);
+}
+
+function copy() {
+  const entry = detail.entry ?? list.active;
+  if (entry) copyUrl(entry);
+  else notify("Nothing is selected");
 }
 
 // The newest entry that has arrived, in the page or not.
@@ -103,7 +110,7 @@ startKeyboard({
   pageLength: () => list.page,
   open: () => list.active && open(list.active),
   close,
-  copy: () => (list.active ? copyUrl(list.active) : notify("Nothing is selected")),
+  copy,
   focusFilter: () => filterBar.input.select(),
   leaveFilter: () => list.focus(),
 });

@@ -2,6 +2,10 @@
 
 import { valueOf } from "./entry.js";
 
+// Of what comes without end only so much is kept.
+const mostItems = 50;
+const mostMarks = 100;
+
 // What is known of the latest view of one item.
 class Playback {
   constructor(name, parent) {
@@ -37,7 +41,7 @@ class Playback {
 }
 
 function keep(map, key, entry) {
-  if (key !== "" && !map.has(key)) map.set(key, entry);
+  if (key !== "" && !map.has(key) && map.size < mostMarks) map.set(key, entry);
 }
 
 // All items, each ad behind the content that it plays in.
@@ -48,17 +52,15 @@ export class MediaItems {
     this.#items.clear();
   }
 
-  // Takes note of the hit and returns the item that it is about; null when it is about none, or was
-  // not taken: it comes again.
+  // Takes note of the hit and returns the item that it is about; null when it is about none.
   add(entry) {
     const content = valueOf(entry, "a.media.name");
     const ad = valueOf(entry, "a.media.ad.name");
     if (entry.kind !== "media" || (!content && !ad)) return null;
     const key = JSON.stringify([content, ad]);
-    if (!this.#items.has(key)) {
-      this.#items.set(key, new Playback(ad || content, ad ? content || "?" : ""));
-    }
-    const item = this.#items.get(key);
+    const item = this.#items.get(key) ?? new Playback(ad || content, ad ? content || "?" : "");
+    this.#items.set(key, item);
+    if (this.#items.size > mostItems) this.#items.delete(this.#items.keys().next().value);
     item.add(entry);
     return item;
   }

@@ -5,8 +5,6 @@ import { isTaken } from "./entry.js";
 import { duration, shorten } from "./format.js";
 import { MediaItems, segmentRange } from "./media.js";
 
-const mostBars = 50;
-
 export class MediaBars {
   #items = new MediaItems();
   #bars = new Map();  // item -> its element
@@ -35,19 +33,24 @@ export class MediaBars {
   }
 
   #draw() {
-    const isNew = [...this.#changed].some((item) => !this.#bars.has(item));
-    for (const item of this.#changed) this.#redraw(item);
+    const items = this.#items.inOrder();
+    const isNew = items.some((item) => !this.#bars.has(item));
+    const bars = items.map((item) => [item, this.#redraw(item)]);
     this.#changed.clear();
     this.element.hidden = false;
     if (!isNew) return;
-    const elements = this.#items.inOrder().slice(-mostBars).map((item) => this.#bars.get(item));
-    this.element.replaceChildren(...elements);
+    this.#bars = new Map(bars);
+    this.element.replaceChildren(...this.#bars.values());
   }
 
+  // The bar of the item, a new one when something has changed.
   #redraw(item) {
+    const old = this.#bars.get(item);
+    if (!this.#changed.has(item)) return old;
     const bar = this.#createBar(item);
-    this.#bars.get(item)?.replaceWith(bar);
+    old?.replaceWith(bar);
     this.#bars.set(item, bar);
+    return bar;
   }
 
   #createBar(item) {

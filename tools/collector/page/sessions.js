@@ -4,7 +4,7 @@ import { isSessionStart, valueOf } from "./entry.js";
 import { clockTime, duration } from "./format.js";
 
 // What a session began with, as in "launch 14:03:12, after a crash". `entry` is its first hit.
-export function sessionLabel(entry) {
+function sessionLabel(entry) {
   const facts = [`${beginning(entry)} ${clockTime(entry.receivedTime)}`];
   if (valueOf(entry, "a.CrashEvent")) facts.push("after a crash");
   const previous = Number(valueOf(entry, "a.PrevSessionLength"));

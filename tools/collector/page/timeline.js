@@ -6,10 +6,10 @@ import { isHit, isTaken, kindLabels, kindOf, nameOf, remarkOf } from "./entry.js
 import { clockTime, count, shorten } from "./format.js";
 import { Axis } from "./sessions.js";
 
-const columnWidth = 6;    // pixels, with the gap of one
-const tallestBlock = 7;   // pixels, with the gap of one
+const columnWidth = 8;    // pixels, with the gap of one
+const tallestBlock = 16;  // pixels, with the gap of one
 const labelHeight = 20;
-const depth = 16;         // below the line
+const depth = 18;         // below the line
 const drawPause = 80;     // milliseconds between two pictures while hits pour in
 
 export class Timeline {
@@ -75,6 +75,7 @@ export class Timeline {
     this.line = height - depth;
     this.#fillColumns(Math.max(1, Math.floor(width / columnWidth)));
     this.#drawSessions(context, width, height);
+    if (this.selected) this.#drawCursor(context, height);
     for (let at = 0; at < this.#columns.length; ++at) this.#drawColumn(context, at);
   }
 
@@ -113,11 +114,16 @@ export class Timeline {
         context.fillRect(block.x, y, columnWidth - 1, block.unit - gap);
       }
     }
-    const isSelected = this.#columns[at].some(({ entries }) => entries.includes(this.selected));
-    if (!isSelected) return;
+  }
+
+  #drawCursor(context, height) {
+    const at = this.#columns.findIndex((column) =>
+      column.some(({ entries }) => entries.includes(this.selected)));
+    if (at < 0) return;
     context.fillStyle = this.#colours.cursor;
-    context.fillRect(at * columnWidth - 1, labelHeight - 2, columnWidth + 1, 2);
-    context.fillRect(at * columnWidth - 1, this.line + depth - 2, columnWidth + 1, 2);
+    context.globalAlpha = 0.2;
+    context.fillRect(at * columnWidth - 2, labelHeight, columnWidth + 3, height - labelHeight);
+    context.globalAlpha = 1;
   }
 
   // Where the stacks of a column stand.

@@ -9,7 +9,7 @@ const mostKeys = 1000;
 const longestValue = 2000;  // characters
 
 // {"a.loc.poi": "x"} as Map a -> Map loc -> Map poi, each {value, children}.
-export function nest(pairs) {
+function nest(pairs) {
   const root = { children: new Map() };
   for (const [key, value] of pairs) {
     let node = root;
