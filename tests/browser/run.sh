@@ -9,6 +9,12 @@ PAGE_TEST_OUTPUT="$(realpath "$2")"
 CHROMIUM="${CHROMIUM:-$(command -v chromium)}"
 export VELTRO_COLLECTOR PAGE_TEST_OUTPUT CHROMIUM
 cd "$(dirname "${BASH_SOURCE[0]}")"
-[[ -d node_modules ]] || timeout 180 npm install --silent --no-audit --no-fund
+if [[ ! -f node_modules/playwright-core/package.json ]]; then
+  timeout 180 npm install --no-audit --no-fund --loglevel=error || {
+    echo "npm cannot install what the test needs; is the network there?" >&2
+    rm -rf node_modules
+    exit 1
+  }
+fi
 timeout 300 node --test --test-reporter=spec page_test.mjs
 timeout 60 node pictures.mjs

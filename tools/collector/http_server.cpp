@@ -10,8 +10,8 @@ namespace {
 
 constexpr const char* kHost = "127.0.0.1";
 /// Each connection that is open has one: an application may have 32 signals and as many content
-/// requests under way, calls to 8 destinations, and hits.
-constexpr std::size_t kThreads = 80;
+/// requests under way, calls to 8 destinations, and hits; the live page has 8 readers.
+constexpr std::size_t kThreads = 88;
 constexpr int kBacklog = 128;
 constexpr std::chrono::seconds kTransferTimeout{30};
 

@@ -13,7 +13,7 @@ namespace Veltro::Collector {
 
 /// An HTTP server on 127.0.0.1 with connections that stay open as long as the client likes, and a
 /// stop that waits for none of them. Register the routes first, then call `Start` once. Each
-/// connection occupies one of 80 threads; further ones wait for their turn.
+/// connection occupies one of 88 threads; further ones wait for their turn.
 class HttpServer final : public httplib::Server {
  public:
   HttpServer();

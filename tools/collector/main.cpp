@@ -32,7 +32,7 @@ constexpr timespec kTimeBetweenLooks{0, 250'000'000};
 sigset_t BlockSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGCHLD}) sigaddset(&signals, signal);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&signals, signal);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   return signals;
 }
@@ -88,13 +88,16 @@ class Session {
 
   void Start(const Collector& collector) {
     if (commandLine_.program.empty()) return;
-    program_.emplace(commandLine_.program, "VELTRO_DRY_RUN=" + collector.Host());
+    // Standard output is for the lines of JSON alone, if there are any.
+    const auto output =
+        commandLine_.isJson ? Program::Output::StandardError : Program::Output::Usual;
+    program_.emplace(commandLine_.program, "VELTRO_DRY_RUN=" + collector.Host(), output);
   }
 
   int WaitForEnd(const sigset_t& signals) {
     for (;;) {
       const int signal = sigtimedwait(&signals, nullptr, &kTimeBetweenLooks);
-      const bool isToldToEnd = signal == SIGINT || signal == SIGTERM;
+      const bool isToldToEnd = signal == SIGINT || signal == SIGTERM || signal == SIGHUP;
       if (isToldToEnd) EndProgram(signal);
       const auto status = NewStatus();
       if (status && commandLine_.endsWithProgram) return *status;
@@ -115,7 +118,9 @@ class Session {
     if (!status) return std::nullopt;
     program_.reset();
     Notices() << LineEnd() << commandLine_.program.front() << " ended with status " << *status
-              << std::endl;
+              << "\n";
+    if (received_ == 0) Notices() << "No hit came: does it call Host::Flush before it ends?\n";
+    Notices() << std::flush;
     return status;
   }
 

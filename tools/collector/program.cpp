@@ -59,11 +59,18 @@ class SpawnAttributes {
 
 }  // namespace
 
-Program::Program(const std::vector<std::string>& command, const std::string& variable) {
+Program::Program(const std::vector<std::string>& command, const std::string& variable,
+                 Output output) {
   const SpawnAttributes attributes;
+  posix_spawn_file_actions_t files{};
+  posix_spawn_file_actions_init(&files);
+  if (output == Output::StandardError) {
+    posix_spawn_file_actions_adddup2(&files, STDERR_FILENO, STDOUT_FILENO);
+  }
   const auto environment = EnvironmentWith(variable);
-  const int error = posix_spawnp(&process_, command.front().c_str(), nullptr, attributes.Get(),
+  const int error = posix_spawnp(&process_, command.front().c_str(), &files, attributes.Get(),
                                  Pointers(command).data(), Pointers(environment).data());
+  posix_spawn_file_actions_destroy(&files);
   if (error == 0) return;
   throw std::runtime_error("cannot start " + command.front() + ": " + std::strerror(error));
 }

@@ -11,9 +11,13 @@ namespace Veltro::Collector {
 /// A program that this one started.
 class Program {
  public:
+  /// Where the program's standard output goes.
+  enum class Output { Usual, StandardError };
+
   /// Starts `command`, a name or path and its arguments, with `variable` ("NAME=value") added to
   /// the environment and the usual signals. Throws std::runtime_error when that is not possible.
-  Program(const std::vector<std::string>& command, const std::string& variable);
+  Program(const std::vector<std::string>& command, const std::string& variable,
+          Output output = Output::Usual);
 
   /// Ends it if it runs.
   ~Program();

@@ -11,12 +11,22 @@ export class Live {
   // `handlers`: entries(batch), clear(), faults(list), and last(), the newest entry that is kept.
   constructor(handlers) {
     this.handlers = handlers;
+    document.addEventListener("visibilitychange", () => this.#visibilityChanged());
+    this.#connect();
+  }
+
+  // A page that nobody sees holds no connection: browsers open six to one server, over all windows.
+  #visibilityChanged() {
+    this.#source?.close();
+    this.#source = null;
+    this.#wasLost = true;
     this.#connect();
   }
 
   // Connects by itself instead of leaving that to the EventSource: not every browser tries again
   // when a connection is refused.
   #connect() {
+    if (document.hidden || this.#source) return;
     const last = this.handlers.last();
     const source = new EventSource(`/api/live?after=${last?.number ?? 0}`);
     this.#source = source;
@@ -34,7 +44,8 @@ export class Live {
   }
 
   #lost() {
-    this.#source.close();
+    this.#source?.close();
+    this.#source = null;
     this.#wasLost = true;
     showConnection(false);
     setTimeout(() => this.#connect(), retryAfter);
@@ -49,6 +60,7 @@ export class Live {
     const isSame = answer.ok && (await answer.json()).receivedTime === last.receivedTime;
     if (isSame || source !== this.#source) return;
     source.close();
+    this.#source = null;
     this.handlers.clear();
     this.#connect();
   }

@@ -230,7 +230,8 @@ TEST_F(LivePageTest, ConsistsOfFilesThatMayNotReachOut) {
   const auto page = client.Get("/");
   EXPECT_EQ(page->get_header_value("Content-Type"), "text/html; charset=utf-8");
   EXPECT_EQ(page->get_header_value("Content-Security-Policy"),
-            "default-src 'self'; img-src 'self' data:");
+            "default-src 'self'; img-src 'self' data:; base-uri 'none'; form-action 'self'; "
+            "frame-ancestors 'none'");
   EXPECT_EQ(page->body, client.Get("/page/index.html")->body);
   EXPECT_EQ(page->body, ContentOf(VELTRO_PAGE "/index.html"));
   EXPECT_TRUE(Get("/page/index").starts_with("404 "));

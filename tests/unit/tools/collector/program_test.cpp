@@ -24,7 +24,7 @@ TEST(ProgramTest, RunsUnderTheCollector) {
   // The name, the options, the status, what is among the lines.
   const std::tuple<const char*, std::string, int, const char*> rows[] = {
       {"a hit", "--exit -- bash -c '" + sendHit + " exit 7' Home", 7, "state \"Home\""},
-      {"how it ended", "--exit -- bash -c 'exit 7'", 7, "\nbash ended with status 7\n0 hits"},
+      {"how it ended", "--exit -- bash -c 'exit 7'", 7, "\nbash ended with status 7\nNo hit came"},
       {"killed", "--exit -- sh -c 'kill -9 $$'", 137, "sh ended with status 137\n"},
       {"told to end", "--exit -- sh -c 'kill -TERM $PPID; exec sleep 1000'", 143, " status 143\n"},
       {"told to end, at once", "-- sh -c 'kill -TERM $PPID; exec sleep 1000'", 0, " status 143\n"},
