@@ -75,9 +75,10 @@ class VELTRO_EXPORT Host {
 
   /// Forgets the user, as they may ask for: removes what is recorded and not yet sent, the running
   /// timed actions, all identifiers, the profile, the lifetime value, what is known of launches,
-  /// and cookies, from memory and disk. Answers under way bring none of it back. Calls before it
-  /// are covered; those after it concern somebody new. The privacy status stays as it is, and media
-  /// go on playing. What servers know they keep.
+  /// and cookies, from memory and disk. Requests that wait are not sent, and answers under way
+  /// bring none of it back. Calls before it are covered; those after it concern somebody new. The
+  /// privacy status stays as it is, and media go on playing. What servers know they keep, and so do
+  /// other processes that run on the same data folder, which may store it again: end them first.
   ///
   /// The result is whether nothing of it is left on disk; false also when the disk did not answer
   /// in time. The reason is logged then, and a later call tries again.

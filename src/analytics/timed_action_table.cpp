@@ -5,6 +5,7 @@
 #include "base/number_text.h"
 #include "core/local_json_file.h"
 #include "core/log.h"
+#include "platform/platform_error.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -89,7 +90,9 @@ void TimedActionTable::Forget() {
     actions_.clear();
     isLoaded_ = true;
   }
-  worker_.WaitUntilDone(kHitTimeout);  // it may be writing them
+  if (!worker_.WaitUntilDone(kHitTimeout)) {
+    throw PlatformError("timed actions are still being written");
+  }
   folder_.Remove(kFileName);
 }
 

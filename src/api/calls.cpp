@@ -47,7 +47,8 @@ void PostTimedActionStart(std::u16string action, ContextDataCopy data) {
 void PostTimedActionUpdate(std::u16string action, ContextDataCopy data) {
   Runtime::Current().PostTracking(
       [action = std::move(action), data = std::move(data)](Runtime& runtime) {
-        runtime.GetTimedActions().TrackTimedActionUpdate(action, Convert(data, runtime));
+        // Without notes, which would take the place of those that the start came with.
+        runtime.GetTimedActions().TrackTimedActionUpdate(action, data.Convert());
       });
 }
 

@@ -115,7 +115,11 @@ std::string_view TextOf(Kind kind, std::string_view bytes, Buffer& buffer) {
 /// The key of a variable of the hit.
 constexpr std::string_view kNotesKey = "&&veltroNotes";
 
+/// Notes are to be read, and must not make a hit too long.
+constexpr std::size_t kMostNotes = 4096;
+
 void Note(std::initializer_list<std::string_view> parts, std::string& notes) {
+  if (notes.size() > kMostNotes) return;
   if (!notes.empty()) notes += '\n';
   for (const std::string_view part : parts) notes += part;
 }

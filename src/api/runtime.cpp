@@ -12,6 +12,7 @@
 #include "core/log.h"
 #include "platform/linux/forked_child.h"
 #include "platform/linux/process_end.h"
+#include "platform/platform_error.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -24,6 +25,10 @@ constinit std::mutex currentMutex;
 
 /// The most that each part of a purge waits for the disk.
 constexpr std::chrono::milliseconds kPurgeTimeout{5000};
+
+void RequireGone(bool areGone, const char* what) {
+  if (!areGone) throw PlatformError(std::string(what) + " may still be on disk");
+}
 
 /// A time-out that several waits share.
 class Deadline {
@@ -227,26 +232,32 @@ ContentIds::Values Runtime::LoadedContentIds() const {
 }
 
 bool Runtime::Purge() {
+  ++purges_;
   lastLifecycleData_.Set({});
   persistentParameters_.Clear();
   GetHitQueue().ClearHits();
-  GetSkaipra().ForgetPartner();
-  using Step = bool (*)(Runtime&);
+  GetIdentifiers().Forget();
+  if (Skaipra* const skaipra = skaipra_.Peek()) skaipra->ForgetPartner();
+  if (DestinationForwarder* const forwarder = destinationForwarder_.Peek()) {
+    forwarder->DropWaiting();
+  }
+  using Step = void (*)(Runtime&);
   constexpr Step kSteps[] = {
-      [](Runtime& runtime) { return runtime.GetTimedActions().Forget(), true; },
-      [](Runtime& runtime) { return runtime.GetIdentifiers().Forget(), true; },
-      [](Runtime& runtime) { return runtime.GetVisitorProfile().Forget(), true; },
-      [](Runtime& runtime) { return runtime.GetContentLoader().ClearStoredIds(), true; },
-      [](Runtime& runtime) { return runtime.GetSettings().ClearExcept(kPrivacyStatusKey), true; },
+      [](Runtime& runtime) { runtime.GetTimedActions().Forget(); },
+      [](Runtime& runtime) { runtime.GetVisitorProfile().Forget(); },
+      [](Runtime& runtime) { runtime.GetContentLoader().ClearStoredIds(); },
+      [](Runtime& runtime) { runtime.GetSettings().ClearExcept(kPrivacyStatusKey); },
       [](Runtime& runtime) {
-        return runtime.platform_.httpTransport->ForgetCookies(kPurgeTimeout);
+        RequireGone(runtime.platform_.httpTransport->ForgetCookies(kPurgeTimeout), "cookies");
       },
-      [](Runtime& runtime) { return runtime.GetHitQueue().WaitUntilSaved(kPurgeTimeout); },
-      [](Runtime& runtime) { return runtime.GetHitStore().IsStored(); }};
+      [](Runtime& runtime) {
+        const bool areSaved = runtime.GetHitQueue().WaitUntilSaved(kPurgeTimeout);
+        RequireGone(areSaved && runtime.GetHitStore().IsStored(), "hits");
+      }};
   bool isDone = true;
   for (const Step step : kSteps) {
     try {
-      isDone = step(*this) && isDone;
+      step(*this);
     } catch (const std::exception& error) {
       LogError("Config - Unable to forget the user (%s)", error.what());
       isDone = false;
@@ -328,7 +339,9 @@ void Runtime::OnLaunch(StringMap data, std::int32_t timestamp) {
 }
 
 void Runtime::OnSignal(StringMap traits) {
-  signals_.Post([this, traits = std::move(traits)] { GetSkaipra().SignalWithData(traits); });
+  PostUnlessPurged(signals_, [traits = std::move(traits)](Runtime& runtime) {
+    runtime.GetSkaipra().SignalWithData(traits);
+  });
 }
 
 void Runtime::OnMedia(StringMap data, std::int32_t timestamp) {

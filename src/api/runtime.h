@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -185,7 +187,15 @@ class Runtime {
   template <class Request>
   void PostTo(ThreadPool& pool, Request request) {
     sharedQueue_.Post([this, &pool, request = std::move(request)]() mutable {
-      pool.Post([this, request = std::move(request)] { request(*this); });
+      PostUnlessPurged(pool, std::move(request));
+    });
+  }
+
+  /// To be called on the shared queue. A request that waits in the pool at a purge is dropped.
+  template <class Request>
+  void PostUnlessPurged(ThreadPool& pool, Request request) {
+    pool.Post([this, purges = purges_.load(), request = std::move(request)] {
+      if (purges == purges_) request(*this);
     });
   }
 
@@ -201,6 +211,8 @@ class Runtime {
   void StopRequests();
   bool WaitUntilRequestsEnded(std::chrono::milliseconds timeout);
   void StopNetwork();
+
+  std::atomic<std::uint32_t> purges_ = 0;
 
   // In the order of need: each object uses only those above it, and goes down before them.
   const Platform platform_;

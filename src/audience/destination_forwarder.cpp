@@ -28,9 +28,10 @@ void DestinationForwarder::Forward(const std::vector<std::string>& urls, bool pu
       return;
     }
     ++waiting_;
-    pool_.Post([this, url, publicHostsOnly] {
+    pool_.Post([this, url, publicHostsOnly, drops = drops_.load()] {
       --waiting_;
-      if (policy_.Permission() == SendPermission::Send) Call(url, publicHostsOnly);
+      if (drops == drops_ && policy_.Permission() == SendPermission::Send)
+        Call(url, publicHostsOnly);
     });
   }
 }

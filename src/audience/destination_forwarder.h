@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,9 @@ class DestinationForwarder {
   /// wait, further ones are left out with a warning.
   void Forward(const std::vector<std::string>& urls, bool publicHostsOnly);
 
+  /// Leaves out those that wait.
+  void DropWaiting() { ++drops_; }
+
   /// The calls, for whoever has to end them.
   StoppableRequests& Requests() { return requests_; }
 
@@ -33,6 +37,7 @@ class DestinationForwarder {
   StoppableRequests requests_;
   const SendPolicy& policy_;
   std::atomic<std::size_t> waiting_ = 0;
+  std::atomic<std::uint32_t> drops_ = 0;
   ThreadPool pool_{8};  // the last one: what it runs uses the others
 };
 

@@ -70,8 +70,9 @@ std::optional<StringMap> Skaipra::SignalWithData(const StringMap& traits) {
     LogWarning("Skaipra - Ignoring signal due to privacy status not being opted in");
     return StringMap();
   }
+  const std::uint64_t generation = profile_.Generation();
   try {
-    return Send(BuildUrl(traits));
+    return Send(BuildUrl(traits), generation);
   } catch (const PlatformError& error) {
     if (error.HResult() == kHttpBadUrl) {
       LogWarning("Skaipra - Unable to create URI object (%s)", error.what());
@@ -102,12 +103,11 @@ std::string Skaipra::BuildUrl(const StringMap& traits) {
   return EscapeUrlIllegal(url, "#");  // which would end the query
 }
 
-StringMap Skaipra::Send(const std::string& url) {
+StringMap Skaipra::Send(const std::string& url, std::uint64_t generation) {
   if (!IsHostAndPort(UrlAuthority(url))) {
     throw PlatformError(kHttpBadUrl, "the configured server is no host name");
   }
   LogDebug("Skaipra - request (%s)", url);
-  const std::uint64_t generation = profile_.Generation();
   RequestHandler request(transport_, url, kTimeout);
   RequestTask<std::string> task = request.GetStringAsync();
   const std::string body = task.Get();

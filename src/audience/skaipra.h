@@ -45,7 +45,7 @@ class Skaipra {
 
   Partner GetPartner() const;
   std::string BuildUrl(const StringMap& traits);
-  StringMap Send(const std::string& url);
+  StringMap Send(const std::string& url, std::uint64_t generation);
   StringMap HandleResponse(const std::string& body, bool serverIsPublic, std::uint64_t generation);
 
   const Configuration& config_;

@@ -49,8 +49,7 @@ void VisitorProfile::Forget() {
     const std::lock_guard lock(profileMutex_);
     profile_ = StringMap();
   }
-  settings_.Remove(kUserIdKey);
-  settings_.Remove(kProfileKey);
+  settings_.Remove(kUserIdKey);  // the profile is never read again
 }
 
 void VisitorProfile::StoreProfile(const StringMap& profile, std::uint64_t generation) {

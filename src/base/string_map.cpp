@@ -56,7 +56,7 @@ void StringMap::Merge(const StringMap& other) {
   for (const Entry entry : other) Add(entry.key, entry.value);
 }
 
-void StringMap::Remove(std::u16string_view key) {
+[[gnu::cold]] void StringMap::Remove(std::u16string_view key) {
   const Place place = Locate(key);
   if (place.found) RemoveAt(place.position);
 }
@@ -103,7 +103,8 @@ void StringMap::InsertAt(std::size_t position, std::u16string_view key, std::u16
   ++size_;
 }
 
-void StringMap::RemoveAt(std::size_t position) {
+// Entries are seldom replaced or taken out.
+[[gnu::cold]] void StringMap::RemoveAt(std::size_t position) {
   const std::size_t length = Next(position) - position;
   const bool wasLast = position == last_;
   records_.erase(position, length);

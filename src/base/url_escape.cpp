@@ -46,7 +46,8 @@ void AppendUrlParameter(std::u16string_view key, std::u16string_view value, std:
   AppendUrlEscaped(value, out);
 }
 
-std::string EscapeUrlIllegal(std::string_view url, std::string_view more) {
+// A request is to follow, beside which this costs nothing.
+[[gnu::cold]] std::string EscapeUrlIllegal(std::string_view url, std::string_view more) {
   std::string escaped;
   escaped.reserve(url.size());
   for (const char character : url) {

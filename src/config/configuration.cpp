@@ -10,6 +10,7 @@
 #include "config/privacy.h"
 #include "core/json.h"
 #include "core/log.h"
+#include "core/work_item.h"
 
 namespace Veltro::Internal {
 namespace {
@@ -147,6 +148,7 @@ Configuration LoadConfiguration(Package& package, SettingsStore& settings) {
     LoadInto(config, package, settings);
   } catch (const std::exception& error) {
     LogDebug("Config - Unable to load local config file (%s)", error.what());
+    RunWorkItem([&] { TakeStoredStatus(settings, config); });
   }
   return config;
 }
@@ -159,7 +161,7 @@ void DirectToCollector(const std::string& collector, Configuration& config) {
   if (config.targetClientCode.empty()) config.targetClientCode = "dry-run";
   config.server = config.audienceManagerServer = collector;
   config.ssl = false;
-  LogWarning("Config - Dry run: everything goes to %s", collector);
+  LogError("Config - Dry run: everything goes to %s", collector);  // it may be one by mistake
   if (!IsHostAndPort(collector)) LogError("Config - %s is no HOST:PORT for a dry run", collector);
 }
 

@@ -31,7 +31,8 @@ bool IsSupportedContextDataType(std::u16string_view typeName) {
          kSupportedTypes.end();
 }
 
-std::u16string CleanContextDataKey(std::u16string_view key) {
+// Most keys are clean.
+[[gnu::cold]] std::u16string CleanContextDataKey(std::u16string_view key) {
   std::u16string clean;
   clean.reserve(key.size());
   for (const char16_t c : key) {

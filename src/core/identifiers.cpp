@@ -67,7 +67,6 @@ std::u16string Identifiers::GetAnalyticsId() {
 void Identifiers::Forget() {
   const std::lock_guard lock(mutex_);
   analyticsId_.reset();
-  settings_.Remove(kAnalyticsIdKey);
 }
 
 std::u16string Identifiers::RetrieveAnalyticsIdFromServer() {

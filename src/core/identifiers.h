@@ -26,8 +26,8 @@ class Identifiers {
   /// stores it. Throws `PlatformError` when the settings fail.
   std::u16string GetAnalyticsId();
 
-  /// Forgets the identifier; the next call gets a new one. Throws `PlatformError` when the settings
-  /// fail.
+  /// Forgets the identifier; the settings are for the caller to clear. The next call gets a new
+  /// one.
   void Forget();
 
   /// The identifier that the server assigns; empty when it must not be asked or assigns none.

@@ -49,7 +49,8 @@ class CookieJarCurlTest : public testing::Test {
           std::make_shared<DataFolder>(realFolder, [] { return std::string(); }));
     }
     transport = std::make_unique<HttpTransportCurl>(
-        "", std::move(folder), [this](const std::string& problem) { problems.push_back(problem); });
+        HttpTransferCurl::Options{}, std::move(folder),
+        [this](const std::string& problem) { problems.push_back(problem); });
   }
 
   void StartAfresh() {

@@ -42,7 +42,8 @@ struct FakeSubject {
 /// The real client on a server that takes its answers from the requested path.
 struct CurlSubject {
   std::unique_ptr<HttpTransport> Make() {
-    return std::make_unique<HttpTransportCurl>("", std::make_unique<FakeLocalFolder>(), nullptr);
+    return std::make_unique<HttpTransportCurl>(HttpTransferCurl::Options{},
+                                               std::make_unique<FakeLocalFolder>(), nullptr);
   }
   std::string AnsweringUrl(const std::string& status, const std::string& body) {
     return server.Url("/" + status + "/" + body);

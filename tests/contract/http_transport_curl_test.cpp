@@ -38,7 +38,7 @@ class HttpTransportCurlTest : public testing::Test {
 
   ScopedVariable noProxy{"no_proxy", "127.0.0.1"};
   std::shared_ptr<FakeDisk> disk = std::make_shared<FakeDisk>();
-  HttpTransportCurl transport{"", std::make_unique<FakeLocalFolder>(disk), nullptr};
+  HttpTransportCurl transport{{}, std::make_unique<FakeLocalFolder>(disk), nullptr};
   std::unique_ptr<HttpConnection> connection = transport.NewConnection();
 };
 
@@ -103,6 +103,10 @@ TEST_F(HttpTransportCurlTest, ForgetsCookiesAndThoseThatAnswersUnderWayBring) {
     return Reply{RawServer::Answer("200 OK", "", "Set-Cookie: brought=1; Max-Age=600\r\n")};
   });
   const HttpRequest late{server.Url("/late"), {}, kLong};
+  transport.GetCookie(server.Url(), "loads what is stored");
+  disk->Put("cookies.txt", "what another process has stored");
+  EXPECT_TRUE(transport.ForgetCookies(kLong));
+  EXPECT_EQ(disk->Contents("cookies.txt"), std::nullopt);
   for (const bool overConnection : {false, true}) {
     SCOPED_TRACE(overConnection);
     Get(server);
@@ -193,11 +197,21 @@ TEST_F(HttpTransportCurlTest, TakesNoServerBehindAProxyForNearBy) {
   EXPECT_FALSE(Get(server).peerIsPublic);
 }
 
+TEST_F(HttpTransportCurlTest, PassesByTheProxyWhenToldTo) {
+  RawServer server([](const std::string&) { return Reply{RawServer::Answer("200 OK")}; });
+  const ScopedVariable everyHost("no_proxy", "");
+  const ScopedVariable proxy("http_proxy", "http://127.0.0.1:1");
+  EXPECT_EQ(Get(server).outcome, Outcome::Failed);
+  HttpTransportCurl direct({"", false}, std::make_unique<FakeLocalFolder>(), nullptr);
+  EXPECT_EQ(Fetch(direct, {server.Url(), {}, kLong}).status, 200);
+  EXPECT_EQ(direct.NewConnection()->Get({server.Url(), {}, kLong}).status, 200);
+}
+
 TEST_F(HttpTransportCurlTest, PublicHostsOnlyHoldsAfterARedirectToo) {
   RawServer server(
       [](const std::string&) { return Reply{RawServer::Redirect("302 Moved", "/again")}; });
   CookieJarCurl cookies(std::make_unique<FakeLocalFolder>(disk), nullptr);
-  HttpTransferCurl transfer("", cookies);
+  HttpTransferCurl transfer({}, cookies);
   const auto deadline = std::chrono::steady_clock::now() + kLong;
   ASSERT_EQ(transfer.Start({server.Url(), {}, kLong, true}, deadline),
             HttpTransferCurl::Next::AnotherLeg);

@@ -83,8 +83,8 @@ class Sending {
 class ServerFaultsTest : public testing::Test {
  protected:
   static std::unique_ptr<HttpTransport> MakeTransport(const std::string& caFile = {}) {
-    return std::make_unique<HttpTransportCurl>(caFile, std::make_unique<FakeLocalFolder>(),
-                                               nullptr);
+    return std::make_unique<HttpTransportCurl>(HttpTransferCurl::Options{.caFile = caFile},
+                                               std::make_unique<FakeLocalFolder>(), nullptr);
   }
 
   ScopedVariable noProxy_{"no_proxy", "127.0.0.1,localhost"};

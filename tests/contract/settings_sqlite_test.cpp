@@ -91,6 +91,19 @@ TEST_F(SettingsSqliteTest, TwoUsersKeepEachOthersKeys) {
   EXPECT_EQ(Stored(u"two"), 2);
 }
 
+TEST_F(SettingsSqliteTest, DoesNotCallValuesClearedThatAnotherReaderHolds) {
+  const auto settings = Start();
+  settings->Insert(u"key", std::int32_t{1});
+  sqlite3* reader = nullptr;
+  ASSERT_EQ(sqlite3_open(file.c_str(), &reader), SQLITE_OK);
+  const char* const kRead = "BEGIN; SELECT * FROM settings";
+  ASSERT_EQ(sqlite3_exec(reader, kRead, nullptr, nullptr, nullptr), SQLITE_OK);
+  EXPECT_THROW(settings->ClearExcept(u""), PlatformError);
+  sqlite3_close(reader);
+  EXPECT_NO_THROW(settings->ClearExcept(u""));
+  EXPECT_EQ(Stored(u"key"), 0);
+}
+
 TEST_F(SettingsSqliteTest, RowsThatMakeNoSenseAreSkippedInAHealthyDatabase) {
   Start()->Insert(u"key", std::int32_t{7});
   Sql("INSERT INTO settings VALUES('a', 'Double', 1.5), ('b', 'Int32', 'text'),"

@@ -102,14 +102,16 @@ TEST_F(PurgeTest, TakesNothingFromAnswersUnderWay) {
   app_.Start(kAnalytics, kOthers);
   Analytics::GetAnalyticsId().Get();
   app_.Server().PushFaults(
-      {{.kind = Fault::Kind::Delay, .delay = 500ms, .server = Fault::Server::Audience},
+      {{.kind = Fault::Kind::Delay, .delay = 500ms, .times = 0, .server = Fault::Server::Audience},
        {.kind = Fault::Kind::Delay, .delay = 500ms, .server = Fault::Server::Content}});
-  const auto signal = AudienceManager::SignalWithData({});
+  std::vector<AsyncOperation<std::optional<AudienceManager::Profile>>> signals;
+  for (int i = 0; i < 40; ++i) signals.push_back(AudienceManager::SignalWithData({}));
   const auto content = Target::LoadRequest({"home", "", {}});
   ASSERT_TRUE(app_.Server().WaitForRequests(RequestKind::Event, 1, 10s));
   ASSERT_TRUE(app_.Server().WaitForRequests(RequestKind::Content, 1, 10s));
   EXPECT_TRUE(Host::Purge().Get());
-  EXPECT_EQ(signal.Get(), (AudienceManager::Profile{{"hobby", "gardener"}}));
+  EXPECT_EQ(signals.front().Get(), (AudienceManager::Profile{{"hobby", "gardener"}}));
+  EXPECT_EQ(signals.back().Get(), AudienceManager::Profile()) << "had to wait, so is not sent";
   EXPECT_EQ(content.Get(), "Hello");
   EXPECT_EQ(Known(), "");
   EXPECT_NE(Host::Flush(10s), Host::FlushResult::TimedOut);

@@ -98,25 +98,25 @@ std::string CookieJarCurl::Get(const std::string& url, const std::string& name) 
 
 bool CookieJarCurl::ForgetAll(std::chrono::milliseconds timeout) {
   RequireStore();
-  ++generation_;
-  ClearMemory();
-  SaveSoon();
-  try {
-    return WaitUntilSaved(timeout) && !folder_->Read(kFileName);
-  } catch (const PlatformError&) {
-    return false;
+  {
+    const std::lock_guard lock(mutex_);
+    ++generation_;
+    ClearMemory();
   }
+  SaveSoon();
+  return WaitUntilSaved(timeout) && savedGeneration_ == generation_;
 }
 
 void CookieJarCurl::Keep(std::uint32_t generation) {
-  if (generation != generation_) ClearMemory();
+  if (generation != generation_) {
+    const std::lock_guard lock(mutex_);
+    ClearMemory();
+  }
   SaveSoon();
 }
 
-void CookieJarCurl::ClearMemory() {
-  const std::lock_guard lock(mutex_);
-  curl_easy_setopt(easy_.get(), CURLOPT_COOKIELIST, "ALL");
-}
+/// With the lock held.
+void CookieJarCurl::ClearMemory() { curl_easy_setopt(easy_.get(), CURLOPT_COOKIELIST, "ALL"); }
 
 void CookieJarCurl::SaveSoon() {
   std::optional<std::string> problem;
@@ -242,9 +242,10 @@ void CookieJarCurl::Trim(std::vector<CookieLine>& cookies) {
   }
 }
 
-/// What the file is to hold.
-std::string CookieJarCurl::Text() {
+/// What the file is to hold, and the generation that this belongs to.
+std::string CookieJarCurl::Text(std::uint32_t& generation) {
   std::lock_guard lock(mutex_);
+  generation = generation_;
   std::vector<CookieLine> cookies = Cookies();
   Trim(cookies);
   std::string text(kFileHead);
@@ -278,11 +279,13 @@ void CookieJarCurl::Save() {
   const bool mayWrite = isLoaded_ || generation_ != 0;
   const std::optional<std::string> problem = mayWrite ? std::nullopt : Load();
   if (problem) return Report(*problem);
-  std::string text = Text();
-  if (text == savedText_) return;
+  std::uint32_t generation = 0;
+  std::string text = Text(generation);
+  if (text == savedText_ && generation == savedGeneration_) return;
   try {
     Write(text);
     savedText_ = std::move(text);
+    savedGeneration_ = generation;
   } catch (const PlatformError& error) {
     Report(error.what());
   }

@@ -81,7 +81,7 @@ class CookieJarCurl {
   std::vector<CookieLine> Cookies();
   std::vector<CookieLine> CookiesFor(const std::string& url, const std::string& name);
   void Trim(std::vector<CookieLine>& cookies);
-  std::string Text();
+  std::string Text(std::uint32_t& generation);
   void ClearMemory();
   void SaveSoon();
   void RunSaver();
@@ -107,9 +107,10 @@ class CookieJarCurl {
   std::condition_variable saved_;
   std::thread saver_;
 
-  std::atomic<std::uint32_t> generation_ = 0;
-  bool isLoaded_ = false;  // the file has been read; of who saves, as is
-  std::string savedText_;  // what it holds
+  std::atomic<std::uint32_t> generation_ = 0;       // grows under the lock
+  std::atomic<std::uint32_t> savedGeneration_ = 0;  // that of what the file holds
+  bool isLoaded_ = false;                           // the file has been read; of who saves, as is
+  std::string savedText_;                           // what it holds
 };
 
 }  // namespace Veltro::Internal

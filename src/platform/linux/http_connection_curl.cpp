@@ -7,8 +7,8 @@
 
 namespace Veltro::Internal {
 
-HttpConnectionCurl::HttpConnectionCurl(std::string caFile, CookieJarCurl& cookies)
-    : caFile_(std::move(caFile)), cookies_(cookies) {}
+HttpConnectionCurl::HttpConnectionCurl(HttpTransferCurl::Options options, CookieJarCurl& cookies)
+    : options_(std::move(options)), cookies_(cookies) {}
 
 HttpResult HttpConnectionCurl::Get(const HttpRequest& request) {
   const auto deadline = HttpDeadlineAfter(request.timeout);
@@ -36,7 +36,7 @@ void HttpConnectionCurl::Stop() {
 
 void HttpConnectionCurl::RequireTransfer() {
   if (transfer_) return;
-  auto transfer = std::make_unique<HttpTransferCurl>(caFile_, cookies_);
+  auto transfer = std::make_unique<HttpTransferCurl>(options_, cookies_);
   CurlMulti multi = MakeCurlMulti();
   const std::lock_guard lock(mutex_);
   multi_ = std::move(multi);

@@ -18,8 +18,8 @@ namespace Veltro::Internal {
 /// A connection on libcurl, which it starts with the first request.
 class HttpConnectionCurl : public HttpConnection {
  public:
-  /// `caFile` as in `HttpTransferCurl`. `cookies` must outlive the connection.
-  HttpConnectionCurl(std::string caFile, CookieJarCurl& cookies);
+  /// `options` as in `HttpTransferCurl`. `cookies` must outlive the connection.
+  HttpConnectionCurl(HttpTransferCurl::Options options, CookieJarCurl& cookies);
 
   HttpResult Get(const HttpRequest& request) override;
   void Stop() override;
@@ -29,7 +29,7 @@ class HttpConnectionCurl : public HttpConnection {
   std::optional<CURLcode> RunLeg();
   std::optional<CURLcode> TakeEnd();
 
-  const std::string caFile_;
+  const HttpTransferCurl::Options options_;
   CookieJarCurl& cookies_;
   std::atomic<bool> isStopped_ = false;
 

@@ -68,17 +68,17 @@ bool CanBeParsed(const std::string& url) {
 
 }  // namespace
 
-HttpTransferCurl::HttpTransferCurl(const std::string& caFile, CookieJarCurl& cookies)
+HttpTransferCurl::HttpTransferCurl(const Options& options, CookieJarCurl& cookies)
     : cookies_(cookies) {
   CURLSH* const share = cookies.Share();  // starts libcurl
   easy_.reset(curl_easy_init());
   if (!easy_) throw PlatformError(kHttpUnknownError, "libcurl cannot start");
   curl_easy_setopt(easy_.get(), CURLOPT_SHARE, share);
   curl_easy_setopt(easy_.get(), CURLOPT_COOKIEFILE, "");  // names no file, but makes cookies count
-  SetConstantOptions(caFile);
+  SetConstantOptions(options);
 }
 
-void HttpTransferCurl::SetConstantOptions(const std::string& caFile) {
+void HttpTransferCurl::SetConstantOptions(const Options& options) {
   CURL* const easy = easy_.get();
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
@@ -88,11 +88,12 @@ void HttpTransferCurl::SetConstantOptions(const std::string& caFile) {
   curl_easy_setopt(easy, CURLOPT_HTTP09_ALLOWED, 0L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-  if (!caFile.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, caFile.c_str());
+  if (!options.caFile.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, options.caFile.c_str());
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl can decode
   curl_easy_setopt(easy, CURLOPT_TCP_NODELAY, 1L);
   curl_easy_setopt(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-  if (RunsWithRaisedRights()) curl_easy_setopt(easy, CURLOPT_PROXY, "");
+  const bool mayUseProxy = options.mayUseProxy && !RunsWithRaisedRights();
+  if (!mayUseProxy) curl_easy_setopt(easy, CURLOPT_PROXY, "");
   curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, errorText_.data());
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &OnBody);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);

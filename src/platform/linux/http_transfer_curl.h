@@ -33,10 +33,15 @@ class HttpTransferCurl {
     AnotherLeg,  ///< add the handle for it
   };
 
-  /// `caFile` replaces the system's certificate authorities where not empty. `cookies` are those of
-  /// all transfers, and must outlive them. Throws `PlatformError` when libcurl has no handle to
-  /// give.
-  HttpTransferCurl(const std::string& caFile, CookieJarCurl& cookies);
+  /// What all transfers have in common.
+  struct Options {
+    std::string caFile;       ///< replaces the system's certificate authorities where not empty
+    bool mayUseProxy = true;  ///< take the proxies that the environment names
+  };
+
+  /// `cookies` are those of all transfers, and must outlive them. Throws `PlatformError` when
+  /// libcurl has no handle to give.
+  HttpTransferCurl(const Options& options, CookieJarCurl& cookies);
   HttpTransferCurl(const HttpTransferCurl&) = delete;
   HttpTransferCurl& operator=(const HttpTransferCurl&) = delete;
 
@@ -69,7 +74,7 @@ class HttpTransferCurl {
   static std::size_t OnHeader(char* bytes, std::size_t, std::size_t count, void* transfer);
   static HeaderList MakeHeaders(const std::vector<HttpHeader>& headers);
 
-  void SetConstantOptions(const std::string& caFile);
+  void SetConstantOptions(const Options& options);
   Next StartLeg(const char* url);
   void SetAddressRule();
   bool IsPeerPublic() const;

@@ -17,9 +17,10 @@ HttpResult Cancelled() { return {}; }
 
 }  // namespace
 
-HttpTransportCurl::HttpTransportCurl(std::string caFile, std::unique_ptr<LocalFolder> folder,
+HttpTransportCurl::HttpTransportCurl(HttpTransferCurl::Options options,
+                                     std::unique_ptr<LocalFolder> folder,
                                      std::function<void(const std::string&)> onProblem)
-    : caFile_(std::move(caFile)), cookies_(std::move(folder), std::move(onProblem)) {}
+    : options_(std::move(options)), cookies_(std::move(folder), std::move(onProblem)) {}
 
 HttpTransportCurl::~HttpTransportCurl() {
   {
@@ -45,7 +46,7 @@ void HttpTransportCurl::Stop() {
 }
 
 std::unique_ptr<HttpConnection> HttpTransportCurl::NewConnection() {
-  return std::make_unique<HttpConnectionCurl>(caFile_, cookies_);
+  return std::make_unique<HttpConnectionCurl>(options_, cookies_);
 }
 
 void HttpTransportCurl::SetCookie(const std::string& url, const std::string& name,
@@ -190,7 +191,7 @@ void HttpTransportCurl::End(Running running) {
 
 std::unique_ptr<HttpTransferCurl> HttpTransportCurl::NewTransfer() {
   RequireMulti();
-  if (idle_.empty()) return std::make_unique<HttpTransferCurl>(caFile_, cookies_);
+  if (idle_.empty()) return std::make_unique<HttpTransferCurl>(options_, cookies_);
   std::unique_ptr<HttpTransferCurl> transfer = std::move(idle_.back());
   idle_.pop_back();
   return transfer;

@@ -28,9 +28,9 @@ namespace Veltro::Internal {
 /// cancelled. Cookies are in the hands of `CookieJarCurl`.
 class HttpTransportCurl : public HttpTransport {
  public:
-  /// `caFile`, where not empty, replaces the system's certificate authorities. `folder` is where
+  /// `options` as in `HttpTransferCurl`. `folder` is where
   /// cookies are kept; `onProblem` gets one UTF-8 text when they cannot be.
-  HttpTransportCurl(std::string caFile, std::unique_ptr<LocalFolder> folder,
+  HttpTransportCurl(HttpTransferCurl::Options options, std::unique_ptr<LocalFolder> folder,
                     std::function<void(const std::string&)> onProblem);
   ~HttpTransportCurl() override;
 
@@ -82,7 +82,7 @@ class HttpTransportCurl : public HttpTransport {
   void Recycle(std::unique_ptr<HttpTransferCurl> transfer);
   void RequireMulti();
 
-  const std::string caFile_;
+  const HttpTransferCurl::Options options_;
   CookieJarCurl cookies_;  // goes after the handles that share it
 
   std::mutex mutex_;

@@ -27,22 +27,18 @@ std::unique_ptr<PackageLinux> MakePackage(const LinuxPlatformOptions& options) {
                                         options.applicationVersion);
 }
 
-std::string EdgeDomain(std::string configured) {
+std::string Choose(std::string configured, const char* variable, const char* otherwise) {
   if (!configured.empty()) return configured;
-  return EnvironmentVariable("VELTRO_TARGET_EDGE_DOMAIN").value_or(VELTRO_TARGET_EDGE_DOMAIN);
-}
-
-std::string DryRunCollector(std::string configured) {
-  if (!configured.empty()) return configured;
-  return EnvironmentVariable("VELTRO_DRY_RUN").value_or("");
+  return EnvironmentVariable(variable).value_or(otherwise);
 }
 
 }  // namespace
 
 Platform MakeLinuxPlatform(LinuxPlatformOptions options) {
-  const auto title = [options] { return ToUtf8(MakePackage(options)->Title()); };
+  const std::shared_ptr<PackageLinux> package = MakePackage(options);
+  const auto title = [package] { return ToUtf8(package->Title()); };
   Platform platform;
-  platform.dryRunCollector = DryRunCollector(std::move(options.dryRunCollector));
+  platform.dryRunCollector = Choose(std::move(options.dryRunCollector), "VELTRO_DRY_RUN", "");
   // What is recorded in a dry run never gets to the servers, nor the other way round.
   const char* const below = platform.dryRunCollector.empty() ? "" : "dry-run";
   auto dataFolder = std::make_shared<DataFolder>(options.dataFolder, title, below);
@@ -53,13 +49,15 @@ Platform MakeLinuxPlatform(LinuxPlatformOptions options) {
       DeviceFactsOptions{std::move(options.deviceManufacturer), std::move(options.deviceModel),
                          std::move(options.windowSize)});
   platform.httpTransport = std::make_unique<HttpTransportCurl>(
-      std::move(options.caFile), std::make_unique<LocalFolderLinux>(dataFolder), options.onProblem);
+      HttpTransferCurl::Options{std::move(options.caFile), platform.dryRunCollector.empty()},
+      std::make_unique<LocalFolderLinux>(dataFolder), options.onProblem);
   platform.localFolder = std::make_unique<LocalFolderLinux>(dataFolder);
   platform.package = MakePackage(options);
   platform.randomSource = std::make_unique<RandomLinux>();
   platform.settings =
       std::make_unique<SettingsSqlite>(std::move(dataFolder), std::move(options.onProblem));
-  platform.targetEdgeDomain = EdgeDomain(std::move(options.targetEdgeDomain));
+  platform.targetEdgeDomain = Choose(std::move(options.targetEdgeDomain),
+                                     "VELTRO_TARGET_EDGE_DOMAIN", VELTRO_TARGET_EDGE_DOMAIN);
   return platform;
 }
 

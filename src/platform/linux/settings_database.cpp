@@ -157,7 +157,10 @@ void SettingsDatabase::ClearExcept(std::u16string_view kept) {
   const Statement clear = Prepare("DELETE FROM settings WHERE key <> ?1");
   BindText(clear.get(), 1, kept);
   RunOnce(clear.get());
-  Execute("PRAGMA wal_checkpoint(TRUNCATE)");  // which holds the values as they came
+  // The log holds the values as they came, and stays while another process reads it.
+  if (Ask("PRAGMA wal_checkpoint(TRUNCATE)") != "0") {
+    throw PlatformError("another process holds on to earlier values");
+  }
 }
 
 void SettingsDatabase::SetAside(DataFolder& folder) {
@@ -189,6 +192,14 @@ SettingsDatabase::Statement SettingsDatabase::Prepare(const char* sql) {
   return Statement(statement);
 }
 
+/// The first column of the first row of the answer, as text.
+std::string SettingsDatabase::Ask(const char* sql) {
+  const Statement question = Prepare(sql);
+  const int code = sqlite3_step(question.get());
+  if (code != SQLITE_ROW) Check(code);
+  return ColumnText(question.get(), 0);
+}
+
 std::optional<SettingsDatabase::Row> SettingsDatabase::ReadRow(sqlite3_stmt* row) {
   auto value = ColumnValue(row, ColumnText(row, 1), 2);
   if (!value || sqlite3_column_type(row, 0) != SQLITE_TEXT) return std::nullopt;
@@ -196,10 +207,7 @@ std::optional<SettingsDatabase::Row> SettingsDatabase::ReadRow(sqlite3_stmt* row
 }
 
 void SettingsDatabase::CheckIntegrity() {
-  const Statement check = Prepare("PRAGMA integrity_check(1)");
-  const int code = sqlite3_step(check.get());
-  if (code != SQLITE_ROW) Check(code);
-  const std::string verdict = ColumnText(check.get(), 0);
+  const std::string verdict = Ask("PRAGMA integrity_check(1)");
   if (verdict != "ok") throw SettingsDamaged(verdict);
 }
 

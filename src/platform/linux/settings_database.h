@@ -71,6 +71,7 @@ class SettingsDatabase {
   void Check(int code);
   void Execute(const char* sql);
   Statement Prepare(const char* sql);
+  std::string Ask(const char* sql);
   std::optional<Row> ReadRow(sqlite3_stmt* row);
   void CheckIntegrity();
   void Apply(const Change& change);
