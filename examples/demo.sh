@@ -11,6 +11,7 @@ set -euo pipefail
 build=$(cd "$1" && pwd)
 stay=${2:-}
 work=$(mktemp -d)
+unset VELTRO_DRY_RUN http_proxy all_proxy ALL_PROXY  # all of it happens on this machine
 collector=
 shop=
 cleanup() {

@@ -11,6 +11,7 @@ source=${packaging%/*}
 consumers=$packaging/consumers
 build=$(cd "$1" && pwd)
 work=$(mktemp -d)
+unset VELTRO_DRY_RUN http_proxy all_proxy ALL_PROXY  # all of it happens on this machine
 moved=$work/moved
 debian=$work/debian
 fetched=$build/add_subdirectory  # stays, as the library is compiled in there
