@@ -1,12 +1,10 @@
 // What becomes of a process, and of its hits, when it ends right after they were tracked, while the
 // collection server says nothing.
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "support/child_process.h"
+#include "support/listener.h"
 #include "support/scoped_variable.h"
 #include "support/temporary_folder.h"
 
@@ -33,21 +32,7 @@ void PrintTo(const Way& way, std::ostream* out) { *out << way.name; }
 
 class EndTest : public testing::TestWithParam<Way> {
  protected:
-  /// A server that takes connections and never answers.
-  EndTest() {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    listen(listener_, 100);
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-    port_ = ntohs(address.sin_port);
-  }
-  ~EndTest() override { close(listener_); }
-
-  const int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  int port_ = 0;
+  Listener server_;
 };
 
 std::size_t StoredHits(const TemporaryFolder& folder) {
@@ -63,7 +48,7 @@ TEST_P(EndTest, IsShortAndKeepsEveryHit) {
     const TemporaryFolder folder;
     std::ofstream(folder.Path() / "VeltroConfig.json")
         << R"({"analytics":{"rsids":"s","offlineEnabled":true,"ssl":)"
-        << (run % 2 == 0 ? "true" : "false") << R"(,"server":"127.0.0.1:)" << port_ << "\"}}";
+        << (run % 2 == 0 ? "true" : "false") << R"(,"server":")" << server_.host << "\"}}";
     const ScopedVariable package("VELTRO_PACKAGE_DIR", folder.Path().c_str());
     const ScopedVariable data("VELTRO_DATA_DIR", folder.Path().c_str());
 

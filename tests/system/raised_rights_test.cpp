@@ -1,6 +1,5 @@
 // What the environment can do to a program that runs with more rights than its user.
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -14,6 +13,7 @@
 #include <string>
 
 #include "support/child_process.h"
+#include "support/listener.h"
 #include "support/scoped_variable.h"
 #include "support/temporary_folder.h"
 
@@ -24,24 +24,6 @@ using namespace std::chrono_literals;
 
 constexpr uid_t kUser = 65533;
 constexpr uid_t kOwner = 65534;  // has no home folder
-
-/// A port that takes connections.
-struct Listener {
-  Listener() {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    listen(socket, 100);
-    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
-    host = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-  }
-  ~Listener() { close(socket); }
-
-  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  std::string host;
-};
 
 void WriteConfiguration(const std::filesystem::path& folder, const std::string& server) {
   std::filesystem::create_directory(folder);
