@@ -66,17 +66,14 @@ VeltroPrivacyStatus ParsePrivacyStatus(std::string_view text) {
   return VeltroPrivacyStatus::OptIn;
 }
 
-/// What the user has decided holds whatever the file says, or is. Whether they have.
-bool TakeStoredStatus(SettingsStore& settings, Configuration& config) {
+/// What the user has decided holds whatever the file says of `analytics`, if it does.
+void ReadPrivacyStatus(const json* analytics, SettingsStore& settings, Configuration& config) {
   const std::optional<std::int32_t> stored = settings.ReadInt32(kPrivacyStatusKey);
-  if (stored) config.privacyStatus = static_cast<VeltroPrivacyStatus>(*stored);
-  return stored.has_value();
-}
-
-void ReadPrivacyStatus(const json& analytics, SettingsStore& settings, Configuration& config) {
-  std::string privacyDefault;
-  Read(analytics, "privacyDefault", privacyDefault);
-  if (!TakeStoredStatus(settings, config)) {
+  if (stored) {
+    config.privacyStatus = static_cast<VeltroPrivacyStatus>(*stored);
+  } else if (analytics != nullptr) {
+    std::string privacyDefault;
+    Read(*analytics, "privacyDefault", privacyDefault);
     config.privacyStatus = ParsePrivacyStatus(privacyDefault);
   }
   if (config.privacyStatus == VeltroPrivacyStatus::Unknown && !config.offlineEnabled) {
@@ -90,7 +87,7 @@ void ReadPrivacyStatus(const json& analytics, SettingsStore& settings, Configura
 void ReadAnalytics(const json& root, SettingsStore& settings, Configuration& config) {
   const json* analytics = FindObject(root, "analytics");
   if (analytics == nullptr) {
-    TakeStoredStatus(settings, config);
+    ReadPrivacyStatus(nullptr, settings, config);
     return LogDebug("Config - Analytics not configured");
   }
   Read(*analytics, "rsids", config.rsids);
@@ -100,7 +97,7 @@ void ReadAnalytics(const json& root, SettingsStore& settings, Configuration& con
   Read(*analytics, "lifecycleTimeout", config.lifecycleTimeout);
   Read(*analytics, "offlineEnabled", config.offlineEnabled);
   ReadPointsOfInterest(*analytics, config.pointsOfInterest);
-  ReadPrivacyStatus(*analytics, settings, config);
+  ReadPrivacyStatus(analytics, settings, config);
   Read(*analytics, "ssl", config.ssl);
 }
 
@@ -120,12 +117,12 @@ void ReadAudienceManager(const json& root, Configuration& config) {
 void LoadInto(Configuration& config, Package& package, SettingsStore& settings) {
   const std::optional<std::string> text = package.ReadFile("VeltroConfig.json");
   if (!text) {
-    TakeStoredStatus(settings, config);
+    ReadPrivacyStatus(nullptr, settings, config);
     return LogDebug("Config - Unable to find local VeltroConfig.json file");
   }
   const json root = ParseJson(*text);
   if (!root.is_object()) {
-    TakeStoredStatus(settings, config);
+    ReadPrivacyStatus(nullptr, settings, config);
     return LogDebug("Config - Unable to parse local config file (empty or malformed json)");
   }
   Read(root, "version", config.version);
@@ -148,7 +145,7 @@ Configuration LoadConfiguration(Package& package, SettingsStore& settings) {
     LoadInto(config, package, settings);
   } catch (const std::exception& error) {
     LogDebug("Config - Unable to load local config file (%s)", error.what());
-    RunWorkItem([&] { TakeStoredStatus(settings, config); });
+    RunWorkItem([&] { ReadPrivacyStatus(nullptr, settings, config); });
   }
   return config;
 }

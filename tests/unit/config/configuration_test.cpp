@@ -139,6 +139,8 @@ TEST_F(ConfigurationTest, DecidesThePrivacyStatusAtStart) {
   }
   settings_.Insert(u"PrivacyStatus", 2);
   for (const char* file : {"", "{}"}) EXPECT_EQ(Load(file).privacyStatus, Status::OptOut) << file;
+  settings_.Insert(u"PrivacyStatus", 3);
+  for (const char* file : {"", "{}"}) EXPECT_EQ(Load(file).privacyStatus, Status::OptIn) << file;
 }
 
 }  // namespace
